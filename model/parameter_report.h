@@ -1,0 +1,22 @@
+// The camera parameter document handed to the host: everything the record
+// knows about one camera, as one JSON object.
+#pragma once
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "model/cam_param.h"
+
+namespace model {
+
+// The document built from `snapshot`, a copy of the camera's record.
+// `got_param` is passed separately because it is read from the live record,
+// not from the copy.
+nlohmann::json parameter_object(const CAM_PARAM& snapshot, bool got_param);
+
+// parameter_object serialised compactly. Throws nlohmann::json::type_error
+// when a text field holds invalid UTF-8.
+std::string parameter_document(const CAM_PARAM& snapshot, bool got_param);
+
+}  // namespace model
