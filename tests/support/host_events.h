@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -87,16 +88,20 @@ public:
         return n;
     }
 
-    // Waits until pred() holds (checked on every event), or the timeout.
+    // Waits until pred() holds (checked after every event), or the timeout.
     bool wait_for(const std::function<bool()>& pred,
                   std::chrono::milliseconds timeout = std::chrono::milliseconds(5000)) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
-        std::unique_lock<std::mutex> lock(mutex_);
         while (true) {
-            lock.unlock();
+            std::uint64_t seen;
+            {
+                std::lock_guard<std::mutex> lock(mutex_);
+                seen = generation_;
+            }
             if (pred()) return true;
-            lock.lock();
-            if (changed_.wait_until(lock, deadline) == std::cv_status::timeout) {
+            std::unique_lock<std::mutex> lock(mutex_);
+            // An event between pred() and here bumped the generation.
+            if (!changed_.wait_until(lock, deadline, [&] { return generation_ != seen; })) {
                 lock.unlock();
                 return pred();
             }
@@ -115,6 +120,7 @@ private:
         {
             std::lock_guard<std::mutex> lock(mutex_);
             v.push_back(std::move(value));
+            ++generation_;
         }
         changed_.notify_all();
     }
@@ -146,6 +152,7 @@ private:
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
+    std::uint64_t generation_ = 0;
     std::vector<CommandResult> results_;
     std::vector<std::pair<std::string, std::string>> parameters_;
     std::vector<std::string> device_lists_;
