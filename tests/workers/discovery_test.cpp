@@ -86,4 +86,11 @@ TEST_F(Discovery, RemovedCameraReturnsWithItsSlotReused) {
     EXPECT_EQ(Access::slot_of("10.0.0.9"), 0);
 }
 
+TEST_F(Discovery, RemovingAnEntryThatNeverHadAWorkerTouchesNoSlot) {
+    GetCameraParams("10.0.0.8");  // a report lookup leaves an entry without a slot
+    EXPECT_TRUE(RemoveCachedDevice("10.0.0.8"));
+    EXPECT_TRUE(events().has_log("RemoveCachedDevice opt_id -1"));
+    EXPECT_EQ(Access::camera_count(), 0u);
+}
+
 }  // namespace
