@@ -1,0 +1,207 @@
+#include "sim/camera_sim.h"
+
+#include "sim/camera_sim_impl.h"
+
+namespace oscsim {
+
+bool CameraSim::Impl::listen_locked() {
+    if (server) return true;
+    auto s = std::make_unique<httplib::Server>();
+    install_routes(*s);
+    // Short keep-alive so that stopping (and rebooting) does not wait long for
+    // idle client connections.
+    s->set_keep_alive_timeout(1);
+    if (port == 0) {
+        const int p = s->bind_to_any_port(config.host);
+        if (p <= 0) return false;
+        port = p;
+    } else if (!s->bind_to_port(config.host, port)) {
+        return false;
+    }
+    server = std::move(s);
+    serving = true;
+    listener = std::thread([srv = server.get()] { srv->listen_after_bind(); });
+    // httplib's stop() is a no-op until the accept loop runs; wait for it so
+    // that a stop right after a start cannot be lost.
+    while (!server->is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return true;
+}
+
+void CameraSim::Impl::unlisten_locked() {
+    if (!server) return;
+    serving = false;
+    {
+        std::lock_guard<std::mutex> lock(wait_mutex);
+        ++generation;
+    }
+    wait_cv.notify_all();
+    server->stop();
+    listener.join();
+    server.reset();
+}
+
+void CameraSim::Impl::reconcile() {
+    bool refuse = false;
+    {
+        std::lock_guard<std::mutex> lock(state_mutex);
+        refuse = faults.refuse;
+    }
+    if (started && !rebooting && !refuse) {
+        listen_locked();
+    } else {
+        unlisten_locked();
+    }
+}
+
+void CameraSim::Impl::schedule_reboot() {
+    {
+        std::lock_guard<std::mutex> lock(wait_mutex);
+        reboot_requested = true;
+    }
+    wait_cv.notify_all();
+}
+
+void CameraSim::Impl::supervise() {
+    for (;;) {
+        {
+            std::unique_lock<std::mutex> lock(wait_mutex);
+            wait_cv.wait(lock, [this] { return stopping || reboot_requested; });
+            if (stopping) return;
+            reboot_requested = false;
+        }
+        {
+            std::lock_guard<std::mutex> lock(life_mutex);
+            rebooting = true;
+            reconcile();
+        }
+        {
+            std::unique_lock<std::mutex> lock(wait_mutex);
+            if (wait_cv.wait_for(lock, config.reboot_downtime, [this] { return stopping.load(); }))
+                return;
+        }
+        {
+            std::lock_guard<std::mutex> lock(state_mutex);
+            state.reboot();
+        }
+        std::lock_guard<std::mutex> lock(life_mutex);
+        rebooting = false;
+        reconcile();
+    }
+}
+
+bool CameraSim::Impl::pause(std::chrono::milliseconds duration, unsigned gen) {
+    std::unique_lock<std::mutex> lock(wait_mutex);
+    return !wait_cv.wait_for(lock, duration, [&] { return stopping || generation != gen; });
+}
+
+bool CameraSim::Impl::hold(unsigned gen) {
+    std::unique_lock<std::mutex> lock(wait_mutex);
+    wait_cv.wait(lock, [&] { return stopping || generation != gen || !never_answer; });
+    return !stopping && generation == gen;
+}
+
+CameraSim::CameraSim(SimConfig config) : impl_(std::make_unique<Impl>(std::move(config))) {
+    impl_->port = impl_->config.port;
+}
+
+CameraSim::~CameraSim() {
+    stop();
+}
+
+bool CameraSim::start() {
+    std::lock_guard<std::mutex> lock(impl_->life_mutex);
+    if (impl_->started) return true;
+    {
+        std::lock_guard<std::mutex> l(impl_->wait_mutex);
+        impl_->stopping = false;
+        impl_->reboot_requested = false;
+    }
+    {
+        std::lock_guard<std::mutex> l(impl_->state_mutex);
+        impl_->state = CameraState::from_config(impl_->config, impl_->port);
+    }
+    impl_->started = true;
+    impl_->reconcile();
+    if (!impl_->server) {  // also when started with the refuse switch on
+        impl_->started = false;
+        return false;
+    }
+    {
+        // The HTTP port is known only once bound.
+        std::lock_guard<std::mutex> l(impl_->state_mutex);
+        impl_->state.options["_servicePort"]["http"] = impl_->port;
+        impl_->state.saved_options = impl_->state.options;
+    }
+    impl_->supervisor = std::thread([impl = impl_.get()] { impl->supervise(); });
+    return true;
+}
+
+void CameraSim::stop() {
+    {
+        std::lock_guard<std::mutex> lock(impl_->wait_mutex);
+        impl_->stopping = true;
+    }
+    impl_->wait_cv.notify_all();
+    if (impl_->supervisor.joinable()) impl_->supervisor.join();
+    std::lock_guard<std::mutex> lock(impl_->life_mutex);
+    impl_->started = false;
+    impl_->rebooting = false;
+    impl_->reconcile();
+}
+
+const std::string& CameraSim::host() const {
+    return impl_->config.host;
+}
+
+int CameraSim::port() const {
+    return impl_->port;
+}
+
+bool CameraSim::listening() const {
+    std::lock_guard<std::mutex> lock(impl_->life_mutex);
+    return impl_->server != nullptr;
+}
+
+void CameraSim::set_faults(const Faults& faults) {
+    {
+        std::lock_guard<std::mutex> lock(impl_->state_mutex);
+        impl_->faults = faults;
+    }
+    {
+        std::lock_guard<std::mutex> lock(impl_->wait_mutex);
+        impl_->never_answer = faults.never_answer;
+    }
+    impl_->wait_cv.notify_all();
+    std::lock_guard<std::mutex> lock(impl_->life_mutex);
+    impl_->reconcile();
+}
+
+Faults CameraSim::faults() const {
+    std::lock_guard<std::mutex> lock(impl_->state_mutex);
+    return impl_->faults;
+}
+
+std::vector<LoggedRequest> CameraSim::requests() const {
+    return impl_->log.entries();
+}
+
+void CameraSim::clear_requests() {
+    impl_->log.clear();
+}
+
+void CameraSim::on_request(std::function<void(const LoggedRequest&)> observer) {
+    std::lock_guard<std::mutex> lock(impl_->state_mutex);
+    impl_->observer = std::move(observer);
+}
+
+nlohmann::json CameraSim::snapshot() const {
+    std::lock_guard<std::mutex> lock(impl_->state_mutex);
+    return impl_->state.snapshot();
+}
+
+void CameraSim::update_state(const std::function<void(CameraState&)>& change) {
+    std::lock_guard<std::mutex> lock(impl_->state_mutex);
+    change(impl_->state);
+}
+
+}  // namespace oscsim

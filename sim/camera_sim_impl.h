@@ -1,0 +1,70 @@
+// Internals of CameraSim shared by its lifecycle code and its HTTP routes.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include <httplib.h>
+
+#include "sim/camera_sim.h"
+
+namespace oscsim {
+
+class CameraSim::Impl {
+public:
+    explicit Impl(SimConfig cfg) : config(std::move(cfg)) {}
+
+    // Listens when the camera should be up (started, not refusing, not
+    // rebooting) and stops listening otherwise.
+    void reconcile();
+    // Asks the supervisor to reboot the camera; never blocks, so that request
+    // handlers can call it while the server is being stopped.
+    void schedule_reboot();
+    void supervise();
+    void install_routes(httplib::Server& server);
+
+    // Waits up to `duration`; false when the wait was cut short because the
+    // server stops listening (requests then end without an answer).
+    bool pause(std::chrono::milliseconds duration, unsigned generation);
+    // Holds a request while the "never answer" switch is on.
+    bool hold(unsigned generation);
+    unsigned current_generation() const { return generation.load(); }
+
+    SimConfig config;
+    int port = 0;
+
+    mutable std::mutex state_mutex;  // state, faults and the observer
+    CameraState state;
+    Faults faults;
+    std::function<void(const LoggedRequest&)> observer;
+    RequestLog log;
+
+    std::mutex life_mutex;  // started, rebooting, server, listener
+    bool started = false;
+    bool rebooting = false;
+    std::unique_ptr<httplib::Server> server;
+    std::thread listener;
+    std::thread supervisor;  // reboots; owned by start() and stop()
+
+    // Waiting requests watch these; generation changes whenever the server
+    // stops listening.
+    std::mutex wait_mutex;
+    std::condition_variable wait_cv;
+    std::atomic<unsigned> generation{0};
+    std::atomic<bool> never_answer{false};
+    std::atomic<bool> stopping{false};
+    // False from the moment the server starts to stop: requests still read on
+    // open connections then get no answer, like a camera going down.
+    std::atomic<bool> serving{false};
+    bool reboot_requested = false;  // guarded by wait_mutex
+
+private:
+    bool listen_locked();
+    void unlisten_locked();
+};
+
+}  // namespace oscsim

@@ -1,0 +1,84 @@
+// osc-camera-sim: serves one or more simulated cameras on loopback addresses.
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <thread>
+
+#include <CLI/CLI.hpp>
+
+#include "sim/fleet.h"
+
+namespace {
+
+std::atomic<bool> g_quit{false};
+
+void on_signal(int) {
+    g_quit = true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"Simulated OSC cameras on 127.0.0.x"};
+    oscsim::SimConfig config;
+    oscsim::Faults faults;
+    int cameras = 1;
+    int reboot_ms = 3000;
+    int step_ms = 200;
+    bool log = false;
+    config.port = 8080;
+    app.add_option("--port", config.port, "HTTP port of every camera (0 picks one)");
+    app.add_option("--cameras", cameras, "number of cameras, on 127.0.0.1 .. 127.0.0.N")
+        ->check(CLI::Range(1, 254));
+    app.add_option("--model", config.model, "camera module: Q07261, Q06127 or Q04932")
+        ->check(CLI::IsMember({"Q07261", "Q06127", "Q04932", "M3VX27164", "R58Q306.00"}));
+    app.add_option("--ast1220", config.ast1220_version,
+                   "AST1220 version (AST107_..., AST108_..., AST109_..., IMRX_...)");
+    app.add_option("--ast1235", config.ast1235_version, "AST1235 version");
+    app.add_option("--reboot-ms", reboot_ms, "time a reboot keeps the camera unreachable");
+    app.add_option("--update-step-ms", step_ms, "time between firmware update lines");
+    app.add_option("--latency-ms", faults.latency_ms, "delay before every answer");
+    app.add_flag("--drop", faults.drop, "close connections without an answer");
+    app.add_flag("--refuse", faults.refuse, "refuse connections");
+    app.add_flag("--malformed", faults.malformed, "cut JSON answers in half");
+    app.add_flag("--wrong-type", faults.wrong_type, "send numbers as texts");
+    app.add_flag("--never-answer", faults.never_answer, "hold every request");
+    app.add_flag("--server-error", faults.server_error, "answer every request with HTTP 500");
+    app.add_option("--fail-update", faults.fail_update, "make firmware updates fail")
+        ->check(CLI::IsMember({"hw", "upload"}));
+    app.add_option("--omit-state", faults.omit_state_groups,
+                   "state groups to leave out, comma separated (imrxMode,CpuUsage,...)");
+    app.add_flag("--log", log, "print every request");
+    CLI11_PARSE(app, argc, argv);
+    config.reboot_downtime = std::chrono::milliseconds(reboot_ms);
+    config.update_step = std::chrono::milliseconds(step_ms);
+
+    // Faults other than refusal are switched on after start, so that the
+    // cameras bind first.
+    oscsim::Faults initial = faults;
+    initial.refuse = false;
+    oscsim::Fleet fleet(config, cameras);
+    if (!fleet.start()) {
+        std::fprintf(stderr, "cannot bind port %d on 127.0.0.1..127.0.0.%d\n", config.port,
+                     cameras);
+        return 1;
+    }
+    for (auto& camera : fleet.cameras()) {
+        if (log) {
+            const std::string host = camera->host();
+            camera->on_request([host](const oscsim::LoggedRequest& r) {
+                std::cout << host << " " << r.method << " " << r.path << " " << r.command << " "
+                          << r.body << std::endl;
+            });
+        }
+        camera->set_faults(faults);
+        std::cout << "camera " << camera->host() << ":" << fleet.port() << std::endl;
+    }
+    std::signal(SIGINT, on_signal);
+    std::signal(SIGTERM, on_signal);
+    while (!g_quit) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    fleet.stop();
+    return 0;
+}
