@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "sim/dns_sd_advert.h"
 #include "sim/fleet.h"
 
 namespace {
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
     int reboot_ms = 3000;
     int step_ms = 200;
     bool log = false;
+    bool advertise = false;
     config.port = 8080;
     app.add_option("--port", config.port, "HTTP port of every camera (0 picks one)");
     app.add_option("--cameras", cameras, "number of cameras, on 127.0.0.1 .. 127.0.0.N")
@@ -51,6 +53,8 @@ int main(int argc, char** argv) {
     app.add_option("--omit-state", faults.omit_state_groups,
                    "state groups to leave out, comma separated (imrxMode,CpuUsage,...)");
     app.add_flag("--log", log, "print every request");
+    app.add_flag("--advertise", advertise,
+                 "announce the camera on 127.0.0.1 over DNS-SD (_osc._tcp; needs an mDNS daemon)");
     CLI11_PARSE(app, argc, argv);
     config.reboot_downtime = std::chrono::milliseconds(reboot_ms);
     config.update_step = std::chrono::milliseconds(step_ms);
@@ -75,6 +79,18 @@ int main(int argc, char** argv) {
         }
         camera->set_faults(faults);
         std::cout << "camera " << camera->host() << ":" << fleet.port() << std::endl;
+    }
+    // Only the first camera is announced: the record points at this machine's
+    // host name, which never resolves to 127.0.0.2 and above.
+    oscsim::DnsSdAdvert advert;
+    if (advertise) {
+        const std::string name = config.serial + " " + config.model;
+        if (advert.start(name, fleet.port(), config.model)) {
+            std::cout << "announced " << name << " (_osc._tcp, port " << fleet.port() << ")"
+                      << std::endl;
+        } else {
+            std::fprintf(stderr, "cannot announce over DNS-SD: no mDNS daemon reachable\n");
+        }
     }
     std::signal(SIGINT, on_signal);
     std::signal(SIGTERM, on_signal);

@@ -1,0 +1,107 @@
+#include "e2e_fixture.h"
+
+#include <thread>
+
+#include "workers/timings.h"
+
+namespace e2e {
+
+namespace {
+
+WorkerTimings short_worker_timings() {
+    WorkerTimings t;
+    t.pass = 10ms;
+    t.gate = 2000ms;          // above the client's failure delay on loopback
+    t.reboot_pause = 1500ms;  // the simulated camera is back well before
+    t.ports_pause = 40ms;
+    t.syslog_pause = 40ms;
+    t.start_poll = 1ms;
+    return t;
+}
+
+}  // namespace
+
+void EndToEndTest::SetUp() {
+    testing_hooks::set_worker_timings(short_worker_timings());
+    events().clear();
+    if (load_in_setup_) load_handler();
+}
+
+void EndToEndTest::load_handler() {
+    ASSERT_FALSE(loaded_);
+    Init(OSC_CLIENT_DIR);
+    ASSERT_NE(m_inst, nullptr);
+    loaded_ = true;
+    HostEvents::install();
+}
+
+void EndToEndTest::TearDown() {
+    // The handler first: releasing the client aborts what is still in flight.
+    if (loaded_) Destroy();
+    for (auto& camera : cameras_) camera->stop();
+    cameras_.clear();
+    testing_hooks::reset_worker_timings();
+}
+
+oscsim::CameraSim& EndToEndTest::start_camera(int host_byte, oscsim::SimConfig config) {
+    const std::string n = std::to_string(host_byte);
+    config.host = "127.0.0." + n;
+    config.port = 0;
+    config.serial = "SIM000" + n;
+    config.camera_name = "camera-" + n;
+    config.reboot_downtime = 700ms;
+    config.update_step = 20ms;
+    config.capture_time = 100ms;
+    cameras_.push_back(std::make_unique<oscsim::CameraSim>(config));
+    oscsim::CameraSim& camera = *cameras_.back();
+    EXPECT_TRUE(camera.start()) << "cannot bind " << config.host;
+    return camera;
+}
+
+bool EndToEndTest::eventually(const std::function<bool()>& pred, std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(10ms);
+    }
+    return true;
+}
+
+std::vector<CommandResult> EndToEndTest::results_of(const std::string& ip,
+                                                    const std::string& command) {
+    std::vector<CommandResult> out;
+    for (const auto& r : events().results()) {
+        if (r.ip == ip && r.command == command) out.push_back(r);
+    }
+    return out;
+}
+
+CommandResult EndToEndTest::wait_result(const std::string& ip, const std::string& command) {
+    const bool arrived = wait_for([&] { return !results_of(ip, command).empty(); });
+    if (!arrived) {
+        ADD_FAILURE() << "no result " << command << " for " << ip;
+        return {};
+    }
+    return results_of(ip, command).front();
+}
+
+std::vector<nlohmann::json> EndToEndTest::parameters_of(const std::string& ip) {
+    std::vector<nlohmann::json> out;
+    for (const auto& [from, text] : events().parameters()) {
+        if (from == ip) out.push_back(nlohmann::json::parse(text));
+    }
+    return out;
+}
+
+nlohmann::json EndToEndTest::refresh_settings(oscsim::CameraSim& camera) {
+    const std::string ip = camera.host();
+    const size_t before = parameters_of(ip).size();
+    GetCameraSettings(ip.c_str(), camera.port(), true);
+    if (!wait_for([&] { return parameters_of(ip).size() > before; })) {
+        ADD_FAILURE() << "no parameter document for " << ip;
+        return nlohmann::json::object();
+    }
+    return parameters_of(ip).back();
+}
+
+}  // namespace e2e
