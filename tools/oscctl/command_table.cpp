@@ -1,0 +1,170 @@
+#include "tools/oscctl/command_table.h"
+
+namespace oscctl {
+
+namespace {
+
+using Options = std::function<void(CLI::App&, Arguments&)>;
+
+struct CommandSpec {
+    const char* name;
+    const char* help;
+    CommandRun run;
+    Options options;
+    bool needs_camera;
+};
+
+const CLI::IsMember kSwitch({"on", "off"});
+
+const std::vector<CommandSpec>& command_specs() {
+    static const std::vector<CommandSpec> specs{
+        {"scan", "find cameras (DNS-SD and OSC_STATIC_CAMERAS)", run_scan,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("--seconds", a.scan_seconds, "how long to listen")->capture_default_str();
+         },
+         false},
+        {"settings", "fetch and show the camera's parameters", run_settings,
+         [](CLI::App& c, Arguments& a) {
+             c.add_flag("--force", a.force, "fetch even when cached");
+         },
+         true},
+        {"get", "show the cached parameter document", run_get, [](CLI::App&, Arguments&) {}, true},
+        {"set", "change one picture or stream setting", run_set,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("setting", a.setting)
+                 ->required()
+                 ->check(CLI::IsMember({"brightness", "contrast", "saturation", "sharpness", "awb",
+                                        "autoawb", "antiflicker", "wdr", "hdr", "tiltshift",
+                                        "bitrate"}));
+             c.add_option("value", a.value)->required();
+         },
+         true},
+        {"mode", "show or change the stream mode (0..3)", run_mode,
+         [](CLI::App& c, Arguments& a) { c.add_option("mode", a.mode)->check(CLI::Range(0, 3)); },
+         true},
+        {"stream", "start the camera's stream", run_stream,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("action", a.action)->required()->check(CLI::IsMember({"start"}));
+         },
+         true},
+        {"preview", "change the preview format", run_preview,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("size", a.size, "WIDTHxHEIGHT")->required();
+             c.add_option("--encode", a.encode, "encoding, e.g. H264 or H265");
+             c.add_option("--fps", a.fps)->capture_default_str();
+             c.add_option("--bitrate", a.bitrate, "kbit/s")->capture_default_str();
+             c.add_option("--gop", a.gop)->capture_default_str();
+         },
+         true},
+        {"flip", "turn the picture upside down", run_flip,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("state", a.action)->required()->check(kSwitch);
+         },
+         true},
+        {"roi", "show (and change) the ROI layout", run_roi,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("--set", a.roi_file, "layout JSON file to send first")
+                 ->check(CLI::ExistingFile);
+             c.add_option("--svg", a.svg_file, "draw the layout into this SVG file");
+         },
+         true},
+        {"update", "update the camera's firmware", run_update,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("--fw1220", a.fw1220, "AST1220 image")->check(CLI::ExistingFile);
+             c.add_option("--fw1230", a.fw1230, "the three AST1230 files")
+                 ->expected(3)
+                 ->check(CLI::ExistingFile);
+             c.add_flag("--all", a.all, "update both modules in one run");
+         },
+         true},
+        {"progress", "show the firmware update progress", run_progress,
+         [](CLI::App&, Arguments&) {}, true},
+        {"network", "static ADDRESS GATEWAY MASK | dhcp", run_network,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("setup", a.network)->required()->expected(1, 4);
+         },
+         true},
+        {"ports", "set the HTTP, HTTPS and RTSP ports", run_ports,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("http", a.http_port)->required();
+             c.add_option("https", a.https_port)->required();
+             c.add_option("rtsp", a.rtsp_port)->required();
+         },
+         true},
+        {"syslog", "send the camera's log to a syslog server", run_syslog,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("server", a.server)->required();
+             c.add_option("port", a.server_port)->required();
+             c.add_option("state", a.action)->required()->check(kSwitch);
+         },
+         true},
+        {"auth", "switch HTTP authentication", run_auth,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("state", a.action)->required()->check(kSwitch);
+         },
+         true},
+        {"gyro", "switch or read the motion sensor", run_gyro,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("action", a.action)
+                 ->required()
+                 ->check(CLI::IsMember({"on", "off", "read"}));
+         },
+         true},
+        {"health", "process state, CPU and memory use", run_health,
+         [](CLI::App& c, Arguments& a) {
+             c.add_flag("--stored", a.stored, "report the stored values, ask nothing");
+         },
+         true},
+        {"version", "module firmware versions", run_version, [](CLI::App&, Arguments&) {}, true},
+        {"save", "keep the current settings across reboots", run_save, [](CLI::App&, Arguments&) {},
+         true},
+        {"reboot", "reboot the camera", run_reboot,
+         [](CLI::App& c, Arguments& a) {
+             c.add_flag("--wait", a.wait, "wait until the camera answers again");
+         },
+         true},
+        {"screenshot", "take a picture", run_screenshot,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("-o,--output", a.output_file, "save the picture here");
+         },
+         true},
+        {"remove", "forget the camera", run_remove, [](CLI::App&, Arguments&) {}, true},
+        {"watch", "print every callback as a JSON line", run_watch,
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("cameras", a.cameras, "cameras to query at the start (IP[:PORT])");
+             c.add_option("--duration", a.duration, "seconds; 0 = until interrupted")
+                 ->capture_default_str();
+         },
+         false},
+    };
+    return specs;
+}
+
+}  // namespace
+
+void define_commands(CLI::App& app, Invocation& invocation) {
+    GlobalOptions& options = invocation.options;
+    app.add_flag("--json", options.json, "print the library's documents, nothing else");
+    app.add_flag("-v,--verbose", options.verbose, "show the handler's log on stderr");
+    app.add_option("--timeout", options.timeout_seconds, "seconds to wait for a camera's answer")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
+    app.add_option("--lib-dir", options.lib_dir,
+                   "directory of libVesk_OSC.dylib (default: installed beside oscctl)");
+    app.require_subcommand(1);
+
+    for (const CommandSpec& spec : command_specs()) {
+        CLI::App* command = app.add_subcommand(spec.name, spec.help);
+        if (spec.needs_camera)
+            command->add_option("camera", invocation.args.camera, "IP or IP:PORT (port 8080)")
+                ->required();
+        spec.options(*command, invocation.args);
+        command->callback([&invocation, &spec] {
+            invocation.run = spec.run;
+            invocation.needs_camera = spec.needs_camera;
+            invocation.skip_teardown = std::string(spec.name) == "reboot";
+        });
+    }
+}
+
+}  // namespace oscctl

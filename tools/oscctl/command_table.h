@@ -1,0 +1,36 @@
+// The command line: global options and the subcommand table.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/oscctl/commands.h"
+
+namespace oscctl {
+
+struct GlobalOptions {
+    bool json = false;
+    bool verbose = false;
+    double timeout_seconds = 10;
+    std::string lib_dir;
+};
+
+using CommandRun = std::function<int(CommandContext&, const Arguments&)>;
+
+// What the parsed command line asks for.
+struct Invocation {
+    GlobalOptions options;
+    Arguments args;
+    CommandRun run;
+    bool needs_camera = true;
+    // Ends the process without waiting for the handler's workers (reboot).
+    bool skip_teardown = false;
+};
+
+// Adds every subcommand to `app`; after app.parse, `invocation` holds the choice.
+void define_commands(CLI::App& app, Invocation& invocation);
+
+}  // namespace oscctl

@@ -1,0 +1,173 @@
+// network, ports, syslog, auth, gyro, health, version, save, reboot,
+// screenshot, remove.
+#include <fstream>
+
+#include <fmt/format.h>
+#include <httplib.h>
+
+#include "IVeskOSCHandlerInst.h"
+#include "tools/oscctl/commands.h"
+
+namespace oscctl {
+
+namespace {
+
+void print_health(CommandContext& ctx, const Event& event) {
+    if (ctx.out.json()) {
+        ctx.out.document(event);
+        return;
+    }
+    ctx.out.raw(format_table({
+        {"camera", ctx.camera.text()},
+        {"process", event.value("process_ok", false) ? "ok" : "FAILED"},
+        {"cpu", fmt::format("{:.1f} %", event.value("cpu_usage", 0.0))},
+        {"memory", fmt::format("{:.1f} %", event.value("memory_usage", 0.0))},
+        {"preview", event.value("in_preview", false) ? "running" : "stopped"},
+        {"mode", std::to_string(event.value("mode", 0))},
+    }));
+}
+
+// Fetches the picture the camera names ("http://IP/tmp/captureN.jpeg"); the
+// address carries no port, so the camera's own port is used.
+void download(const CameraAddress& camera, const std::string& address, const std::string& file) {
+    const auto path_start = address.find('/', address.find("//") + 2);
+    if (path_start == std::string::npos) throw CommandFailure("bad picture address " + address);
+    httplib::Client client(camera.ip, camera.port);
+    client.set_connection_timeout(2);
+    client.set_read_timeout(10);
+    auto response = client.Get(address.substr(path_start));
+    if (!response || response->status != 200) throw CommandFailure("cannot download " + address);
+    std::ofstream out(file, std::ios::binary);
+    out << response->body;
+    if (!out) throw CommandFailure("cannot write " + file);
+}
+
+}  // namespace
+
+int run_network(CommandContext& ctx, const Arguments& args) {
+    const auto& words = args.network;
+    if (words.size() == 4 && words[0] == "static") {
+        SetStaticIP(ctx.camera.ip.c_str(), ctx.camera.port, words[1].c_str(), words[2].c_str(),
+                    words[3].c_str());
+    } else if (words.size() == 1 && words[0] == "dhcp") {
+        SetDHCP(ctx.camera.ip.c_str(), ctx.camera.port);
+    } else {
+        throw CommandFailure("network takes 'static ADDRESS GATEWAY MASK' or 'dhcp'");
+    }
+    ctx.await_queue_drained("the network change");
+    ctx.report_done("network " + words[0]);
+    return 0;
+}
+
+int run_ports(CommandContext& ctx, const Arguments& args) {
+    SetCameraPorts(ctx.camera.ip.c_str(), ctx.camera.port, args.http_port, args.https_port,
+                   args.rtsp_port);
+    ctx.await_result("SetCameraPorts");
+    ctx.report_done(fmt::format("ports {} {} {}", args.http_port, args.https_port, args.rtsp_port));
+    return 0;
+}
+
+int run_syslog(CommandContext& ctx, const Arguments& args) {
+    SetSyslogEnable(ctx.camera.ip.c_str(), ctx.camera.port, args.server.c_str(), args.server_port,
+                    parse_switch(args.action) ? 1 : 0);
+    ctx.await_result("SetSyslogEnable");
+    ctx.report_done("syslog " + args.action);
+    return 0;
+}
+
+int run_auth(CommandContext& ctx, const Arguments& args) {
+    EnableAuth(ctx.camera.ip.c_str(), ctx.camera.port, parse_switch(args.action));
+    ctx.await_result("EnableAuth");
+    ctx.report_done("auth " + args.action);
+    return 0;
+}
+
+int run_gyro(CommandContext& ctx, const Arguments& args) {
+    if (args.action != "read") {
+        EnableGyro(ctx.camera.ip.c_str(), ctx.camera.port, parse_switch(args.action));
+        ctx.await_result("EnableGyro");
+        ctx.report_done("gyro " + args.action);
+        return 0;
+    }
+    GetGyroAndAccel(ctx.camera.ip.c_str(), ctx.camera.port);
+    const Event event = ctx.await_result("GetGyroAndAccel");
+    if (ctx.out.json())
+        ctx.out.document(event);
+    else
+        ctx.out.line(fmt::format("{}: {}", ctx.camera.text(), event.value("message", "")));
+    return 0;
+}
+
+int run_health(CommandContext& ctx, const Arguments& args) {
+    if (args.stored) {
+        GetCameraHealthAndUsage_stored(ctx.camera.ip.c_str(), ctx.camera.port);
+    } else {
+        GetCameraHealthAndUsage(ctx.camera.ip.c_str(), ctx.camera.port);
+    }
+    print_health(ctx, ctx.await_event("health", "with its health"));
+    return 0;
+}
+
+int run_version(CommandContext& ctx, const Arguments&) {
+    // The handler answers version queries once it holds the full parameters.
+    GetCameraSettings(ctx.camera.ip.c_str(), ctx.camera.port, false);
+    ctx.await_params();
+    GetIMRXVersion(ctx.camera.ip.c_str(), ctx.camera.port);
+    const std::string document = ctx.await_result("GetIMRXVersion").value("message", "{}");
+    if (ctx.out.json()) {
+        ctx.out.document(document);
+        return 0;
+    }
+    const auto versions = nlohmann::json::parse(document);
+    ctx.out.raw(format_table({{"AST1220", versions.value("ast1220_ver", "")},
+                              {"AST1230", versions.value("ast1230_ver", "")}}));
+    return 0;
+}
+
+int run_save(CommandContext& ctx, const Arguments&) {
+    SaveParam(ctx.camera.ip.c_str(), ctx.camera.port);
+    ctx.await_queue_drained("the save");
+    ctx.report_done("save");
+    return 0;
+}
+
+int run_reboot(CommandContext& ctx, const Arguments& args) {
+    RebootCamera(ctx.camera.ip.c_str(), ctx.camera.port);
+    ctx.await_event("reboot", "the reboot");
+    ctx.out.line(fmt::format("{}: rebooting", ctx.camera.text()));
+    if (args.wait) {
+        // The handler holds the camera's commands for 40 s after a reboot.
+        CommandContext patient = ctx;
+        patient.timeout = std::max(ctx.timeout, std::chrono::milliseconds(90000));
+        GetCameraSettings(ctx.camera.ip.c_str(), ctx.camera.port, false);
+        patient.await_params();
+        ctx.out.line(fmt::format("{}: back", ctx.camera.text()));
+    }
+    ctx.report_done("reboot");
+    return 0;
+}
+
+int run_screenshot(CommandContext& ctx, const Arguments& args) {
+    TakeScreenShot(ctx.camera.ip.c_str(), ctx.camera.port);
+    const std::string address = ctx.await_result("TakeScreenShot").value("message", "");
+    if (!args.output_file.empty()) download(ctx.camera, address, args.output_file);
+    if (ctx.out.json()) {
+        ctx.out.document(nlohmann::json{{"camera", ctx.camera.text()}, {"picture", address}});
+    } else {
+        ctx.out.line(fmt::format("{}: picture {}", ctx.camera.text(), address));
+        if (!args.output_file.empty()) ctx.out.line("saved as " + args.output_file);
+    }
+    return 0;
+}
+
+int run_remove(CommandContext& ctx, const Arguments&) {
+    // Each oscctl run starts with an empty cache: contact the camera first so
+    // that there is an entry to remove.
+    ctx.await_queue_drained("the lookup");
+    const bool removed = RemoveCachedDevice(ctx.camera.ip.c_str());
+    if (!removed) throw CommandFailure(ctx.camera.ip + " is not a known camera");
+    ctx.report_done("remove");
+    return 0;
+}
+
+}  // namespace oscctl

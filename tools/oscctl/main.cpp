@@ -1,0 +1,74 @@
+// oscctl: drives cameras through the handler's C interface, as any host would.
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+#include <unistd.h>
+
+#include "tools/oscctl/client_location.h"
+#include "tools/oscctl/command_table.h"
+#include "tools/oscctl/handler_session.h"
+
+int main(int argc, char** argv) {
+    using namespace oscctl;
+    Output& out = Output::instance();
+    // Before anything else: the libraries print to fd 1 on their own.
+    out.capture_stdout();
+
+    CLI::App app{"oscctl: control networked panoramic cameras"};
+    Invocation invocation;
+    define_commands(app, invocation);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        // Help goes where the user reads it; errors to stderr.
+        if (error.get_exit_code() == 0) {
+            std::string text = app.help();
+            if (const auto* chosen =
+                    app.get_subcommands().empty() ? nullptr : app.get_subcommands().front())
+                text = chosen->help();
+            out.document(text);
+            return 0;
+        }
+        return app.exit(error);
+    }
+
+    const GlobalOptions& options = invocation.options;
+    out.set_json(options.json);
+    if (!options.verbose) out.silence_library_stdout();
+    const std::string lib_dir =
+        options.lib_dir.empty() ? default_client_dir(argv[0]) : options.lib_dir;
+    if (!has_client_library(lib_dir)) {
+        std::fprintf(stderr, "oscctl: no libVesk_OSC.dylib in %s (choose it with --lib-dir)\n",
+                     lib_dir.c_str());
+        return kExitFailed;
+    }
+
+    int status = 0;
+    {
+        HandlerSession session(lib_dir, options.verbose);
+        try {
+            CommandContext ctx{
+                session.events(),
+                out,
+                std::chrono::milliseconds(static_cast<long>(options.timeout_seconds * 1000)),
+                {}};
+            if (invocation.needs_camera) ctx.camera = parse_camera_address(invocation.args.camera);
+            status = invocation.run(ctx, invocation.args);
+        } catch (const CommandFailure& failure) {
+            std::fprintf(stderr, "oscctl: %s\n", failure.what());
+            status = failure.exit_code();
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "oscctl: %s\n", error.what());
+            status = kExitFailed;
+        }
+        if (invocation.skip_teardown || status == kExitNoAnswer) {
+            // The handler holds a camera's worker for 40 s after a reboot and
+            // up to 5 s for a silent camera; a one-shot tool has nothing left
+            // to wait for.
+            std::fflush(nullptr);
+            std::_Exit(status);
+        }
+    }
+    return status;
+}

@@ -1,0 +1,52 @@
+// Where oscctl's own output goes, and how it is shaped (tables or JSON).
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace oscctl {
+
+// The handler and the client library print to standard output themselves, so
+// fd 1 is pointed at stderr for them and oscctl writes to a private copy of
+// the real standard output.
+class Output {
+public:
+    static Output& instance();
+
+    // Duplicates fd 1 for oscctl and redirects fd 1 to fd 2. Call once, first.
+    void capture_stdout();
+    // Drops what the libraries print to fd 1 (shown with --verbose only).
+    void silence_library_stdout();
+    void set_json(bool json) { json_ = json; }
+    bool json() const { return json_; }
+
+    // A document as the library produced it, unchanged (JSON mode and human mode).
+    void document(const std::string& text);
+    // A document oscctl builds (JSON mode); compact, one line.
+    void document(const nlohmann::json& value);
+    // A human line; suppressed in JSON mode so that stdout stays one document.
+    void line(const std::string& text);
+    // Raw text to the terminal (progress bar); human mode only.
+    void raw(const std::string& text);
+    bool is_terminal() const;
+
+private:
+    std::FILE* out_ = stdout;
+    bool json_ = false;
+};
+
+using Row = std::vector<std::string>;
+
+// Columns padded to their widest cell; the first row is the header.
+std::string format_table(const std::vector<Row>& rows);
+
+// The picture controls of a parameter document as rows: name, min, max,
+// current, unit.
+std::vector<Row> settings_rows(const nlohmann::json& params);
+// The other members of a parameter document as "name  value" rows.
+std::vector<Row> details_rows(const nlohmann::json& params);
+
+}  // namespace oscctl

@@ -1,0 +1,64 @@
+# Installs the build into a scratch prefix, then builds the README's host
+# example against the installed package twice: with find_package and with
+# pkg-config. Run with cmake -P and BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, GENERATOR.
+set(prefix ${SCRATCH_DIR}/prefix)
+file(REMOVE_RECURSE ${SCRATCH_DIR})
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "failed: ${ARGN}\n${out}\n${err}")
+  endif()
+endfunction()
+
+# The README shows the example file itself.
+file(READ ${SOURCE_DIR}/README.md readme)
+file(READ ${SOURCE_DIR}/docs/examples/host.c example)
+string(FIND "${readme}" "```c\n${example}```" at)
+if(at EQUAL -1)
+  message(FATAL_ERROR "README.md does not show docs/examples/host.c as it is")
+endif()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+foreach(file include/IVeskOSCHandlerInst.h bin/oscctl bin/osc-camera-sim)
+  if(NOT EXISTS ${prefix}/${file})
+    message(FATAL_ERROR "not installed: ${file}")
+  endif()
+endforeach()
+file(GLOB_RECURSE client ${prefix}/*/libVesk_OSC.dylib)
+file(GLOB_RECURSE pc_file ${prefix}/*/IVeskOSCHandlerInst.pc)
+if(NOT client OR NOT pc_file)
+  message(FATAL_ERROR "client library or pkg-config file not installed")
+endif()
+run(${prefix}/bin/oscctl --help)
+
+# find_package consumer.
+set(consumer ${SCRATCH_DIR}/consumer)
+file(MAKE_DIRECTORY ${consumer})
+configure_file(${SOURCE_DIR}/docs/examples/host.c ${consumer}/host.c COPYONLY)
+file(WRITE ${consumer}/CMakeLists.txt [=[
+cmake_minimum_required(VERSION 3.20)
+project(host C)
+find_package(IVeskOSCHandlerInst REQUIRED)
+add_executable(host host.c)
+target_link_libraries(host PRIVATE IVeskOSCHandlerInst::IVeskOSCHandlerInst)
+]=])
+run(${CMAKE_COMMAND} -S ${consumer} -B ${consumer}/build -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} --build ${consumer}/build)
+# Its Init() names a directory without a client library: every call is a no-op.
+run(${consumer}/build/host)
+
+# pkg-config consumer.
+find_program(PKG_CONFIG pkg-config REQUIRED)
+find_program(CC NAMES cc gcc clang REQUIRED)
+get_filename_component(pc_dir ${pc_file} DIRECTORY)
+set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+execute_process(COMMAND ${PKG_CONFIG} --cflags --libs IVeskOSCHandlerInst
+  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "pkg-config does not know IVeskOSCHandlerInst")
+endif()
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run(${CC} ${consumer}/host.c ${flags} -o ${consumer}/host-pc)
+message(STATUS "installed package builds the host example")

@@ -1,0 +1,46 @@
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "tools/oscctl/output.h"
+#include "tools/oscctl/progress_bar.h"
+
+namespace {
+
+TEST(FormatTable, PadsColumnsToTheWidestCell) {
+    EXPECT_EQ(oscctl::format_table({{"a", "bb"}, {"ccc", "d"}}), "a    bb\nccc  d\n");
+}
+
+TEST(SettingsRows, ShowsMinMaxCurrentAndDashForMissing) {
+    const nlohmann::json params = {
+        {"brightness_min", 0}, {"brightness_max", 100}, {"brightness_current", 40}};
+    const auto rows = oscctl::settings_rows(params);
+    ASSERT_GE(rows.size(), 3u);
+    EXPECT_EQ(rows[0], (oscctl::Row{"setting", "min", "max", "current", "unit"}));
+    EXPECT_EQ(rows[1], (oscctl::Row{"brightness", "0", "100", "40", ""}));
+    EXPECT_EQ(rows[2], (oscctl::Row{"contrast", "-", "-", "-", ""}));
+}
+
+TEST(SettingsRows, WhiteBalanceIsInKelvin) {
+    const auto rows = oscctl::settings_rows({{"awb_current", 5000}});
+    const auto awb = std::find_if(rows.begin(), rows.end(),
+                                  [](const oscctl::Row& row) { return row[0] == "awb"; });
+    ASSERT_NE(awb, rows.end());
+    EXPECT_EQ((*awb)[3], "5000");
+    EXPECT_EQ((*awb)[4], "K");
+}
+
+TEST(DetailsRows, AddsUnitsWhereKnown) {
+    const auto rows = oscctl::details_rows({{"bitrate", 8000}, {"framerate", 30}});
+    EXPECT_EQ(rows,
+              (std::vector<oscctl::Row>{{"frame rate", "30 fps"}, {"bitrate", "8000 kbit/s"}}));
+}
+
+TEST(ProgressBar, RendersPercentStageAndElapsedTime) {
+    EXPECT_EQ(oscctl::ProgressBar::render(40, "writing", 1.5, false), " 40%    1.5s writing");
+    const std::string bar = oscctl::ProgressBar::render(50, "writing", 2, true);
+    EXPECT_EQ(bar.rfind("\r[###############...............]  50%", 0), 0u);
+    EXPECT_EQ(oscctl::ProgressBar::render(250, "", 0, false).substr(0, 4), "100%");
+}
+
+}  // namespace
