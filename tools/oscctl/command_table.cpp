@@ -6,7 +6,7 @@ namespace {
 
 using Options = std::function<void(CLI::App&, Arguments&)>;
 
-struct CommandSpec {
+struct CommandEntry {
     const char* name;
     const char* help;
     CommandRun run;
@@ -16,8 +16,8 @@ struct CommandSpec {
 
 const CLI::IsMember kSwitch({"on", "off"});
 
-const std::vector<CommandSpec>& command_specs() {
-    static const std::vector<CommandSpec> specs{
+const std::vector<CommandEntry>& command_entries() {
+    static const std::vector<CommandEntry> specs{
         {"scan", "find cameras (DNS-SD and OSC_STATIC_CAMERAS)", run_scan,
          [](CLI::App& c, Arguments& a) {
              c.add_option("--seconds", a.scan_seconds, "how long to listen")->capture_default_str();
@@ -153,16 +153,16 @@ void define_commands(CLI::App& app, Invocation& invocation) {
                    "directory of libVesk_OSC.dylib (default: installed beside oscctl)");
     app.require_subcommand(1);
 
-    for (const CommandSpec& spec : command_specs()) {
-        CLI::App* command = app.add_subcommand(spec.name, spec.help);
-        if (spec.needs_camera)
+    for (const CommandEntry& entry : command_entries()) {
+        CLI::App* command = app.add_subcommand(entry.name, entry.help);
+        if (entry.needs_camera)
             command->add_option("camera", invocation.args.camera, "IP or IP:PORT (port 8080)")
                 ->required();
-        spec.options(*command, invocation.args);
-        command->callback([&invocation, &spec] {
-            invocation.run = spec.run;
-            invocation.needs_camera = spec.needs_camera;
-            invocation.skip_teardown = std::string(spec.name) == "reboot";
+        entry.options(*command, invocation.args);
+        command->callback([&invocation, &entry] {
+            invocation.run = entry.run;
+            invocation.needs_camera = entry.needs_camera;
+            invocation.skip_teardown = std::string(entry.name) == "reboot";
         });
     }
 }
