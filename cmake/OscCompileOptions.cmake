@@ -32,3 +32,10 @@ function(osc_export_only target list_file)
   endif()
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${list_file})
 endfunction()
+
+# Test code gains nothing from optimisation but compiles twice as fast without
+# it; the code under test keeps the build type's flags.
+function(osc_test_defaults target)
+  osc_target_defaults(${target})
+  target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O0>)
+endfunction()
