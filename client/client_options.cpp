@@ -32,6 +32,10 @@ ClientOptions ClientOptions::from_environment() {
     o.dns_sd = env("OSC_DISCOVERY") != "static";
     o.browse_window = std::chrono::seconds(env_number("OSC_DISCOVERY_SECONDS", 5, 1, 60));
     o.io_threads = static_cast<std::size_t>(env_number("OSC_IO_THREADS", 4, 1, 16));
+    o.connect_timeout = std::chrono::milliseconds(
+        env_number("OSC_CONNECT_TIMEOUT_MS", o.connect_timeout.count(), 50, 60000));
+    o.request_timeout = std::chrono::milliseconds(
+        env_number("OSC_REQUEST_TIMEOUT_MS", o.request_timeout.count(), 50, 600000));
     return o;
 }
 

@@ -23,7 +23,8 @@ struct ClientOptions {
     std::chrono::seconds browse_window{5};
 
     // OSC_CAMERA_USER, OSC_CAMERA_PASSWORD, OSC_STATIC_CAMERAS, OSC_DISCOVERY,
-    // OSC_DISCOVERY_SECONDS, OSC_IO_THREADS.
+    // OSC_DISCOVERY_SECONDS, OSC_IO_THREADS, OSC_CONNECT_TIMEOUT_MS,
+    // OSC_REQUEST_TIMEOUT_MS.
     static ClientOptions from_environment();
 };
 

@@ -2,6 +2,8 @@
 
 #include "sim/camera_sim_impl.h"
 
+#include <utility>
+
 namespace oscsim {
 
 bool CameraSim::Impl::listen_locked() {
@@ -40,16 +42,37 @@ void CameraSim::Impl::unlisten_locked() {
     server.reset();
 }
 
+bool CameraSim::Impl::should_listen() const {
+    std::lock_guard<std::mutex> lock(state_mutex);
+    return started && !rebooting && !faults.refuse;
+}
+
 void CameraSim::Impl::reconcile() {
-    bool refuse = false;
-    {
-        std::lock_guard<std::mutex> lock(state_mutex);
-        refuse = faults.refuse;
-    }
-    if (started && !rebooting && !refuse) {
+    if (should_listen()) {
         listen_locked();
     } else {
         unlisten_locked();
+    }
+}
+
+void CameraSim::Impl::schedule_port_move(int new_port) {
+    {
+        std::lock_guard<std::mutex> lock(wait_mutex);
+        requested_port = new_port;
+    }
+    wait_cv.notify_all();
+}
+
+void CameraSim::Impl::move_port(int new_port) {
+    std::lock_guard<std::mutex> lock(life_mutex);
+    const int old_port = port;
+    unlisten_locked();
+    port = new_port;
+    reconcile();
+    // A port that cannot be bound leaves the camera where it was.
+    if (!server && should_listen()) {
+        port = old_port;
+        reconcile();
     }
 }
 
@@ -63,11 +86,18 @@ void CameraSim::Impl::schedule_reboot() {
 
 void CameraSim::Impl::supervise() {
     for (;;) {
+        int move_to = 0;
         {
             std::unique_lock<std::mutex> lock(wait_mutex);
-            wait_cv.wait(lock, [this] { return stopping || reboot_requested; });
+            wait_cv.wait(lock,
+                         [this] { return stopping || reboot_requested || requested_port != 0; });
             if (stopping) return;
-            reboot_requested = false;
+            move_to = std::exchange(requested_port, 0);
+            if (move_to == 0) reboot_requested = false;
+        }
+        if (move_to != 0) {
+            move_port(move_to);
+            continue;
         }
         {
             std::lock_guard<std::mutex> lock(life_mutex);
@@ -115,6 +145,7 @@ bool CameraSim::start() {
         std::lock_guard<std::mutex> l(impl_->wait_mutex);
         impl_->stopping = false;
         impl_->reboot_requested = false;
+        impl_->requested_port = 0;
     }
     {
         std::lock_guard<std::mutex> l(impl_->state_mutex);
@@ -129,7 +160,7 @@ bool CameraSim::start() {
     {
         // The HTTP port is known only once bound.
         std::lock_guard<std::mutex> l(impl_->state_mutex);
-        impl_->state.options["_servicePort"]["http"] = impl_->port;
+        impl_->state.options["_servicePort"]["http"] = impl_->port.load();
         impl_->state.saved_options = impl_->state.options;
     }
     impl_->supervisor = std::thread([impl = impl_.get()] { impl->supervise(); });
@@ -155,6 +186,10 @@ const std::string& CameraSim::host() const {
 
 int CameraSim::port() const {
     return impl_->port;
+}
+
+void CameraSim::power_cycle() {
+    impl_->schedule_reboot();
 }
 
 bool CameraSim::listening() const {

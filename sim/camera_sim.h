@@ -31,6 +31,11 @@ public:
 
     const std::string& host() const;
     int port() const;
+    // Restarts the camera as a power loss would: whatever it is doing, a
+    // firmware update included, is cut off, and it comes back after the
+    // configured downtime.
+    void power_cycle();
+
     // Serving now (false while refusing or rebooting).
     bool listening() const;
 

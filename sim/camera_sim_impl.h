@@ -24,6 +24,9 @@ public:
     // Asks the supervisor to reboot the camera; never blocks, so that request
     // handlers can call it while the server is being stopped.
     void schedule_reboot();
+    // Asks the supervisor to move the HTTP server to another port, after the
+    // answer that changed it has gone out.
+    void schedule_port_move(int new_port);
     void supervise();
     void install_routes(httplib::Server& server);
 
@@ -35,7 +38,7 @@ public:
     unsigned current_generation() const { return generation.load(); }
 
     SimConfig config;
-    int port = 0;
+    std::atomic<int> port{0};
 
     mutable std::mutex state_mutex;  // state, faults and the observer
     CameraState state;
@@ -61,8 +64,11 @@ public:
     // open connections then get no answer, like a camera going down.
     std::atomic<bool> serving{false};
     bool reboot_requested = false;  // guarded by wait_mutex
+    int requested_port = 0;         // guarded by wait_mutex; 0: no move asked
 
 private:
+    bool should_listen() const;
+    void move_port(int new_port);
     bool listen_locked();
     void unlisten_locked();
 };

@@ -50,7 +50,13 @@ Reply set_options(CommandContext& ctx, const json& parameters) {
         }
     }
     ctx.state.options = std::move(updated);
-    return Reply::done(kSet);
+    Reply reply = Reply::done(kSet);
+    const json& http = ctx.state.options["_servicePort"]["http"];
+    if (http.is_number_integer() && http.get<int>() != ctx.port && http.get<int>() > 0 &&
+        http.get<int>() <= 65535) {
+        reply.move_http_port = http.get<int>();
+    }
+    return reply;
 }
 
 }  // namespace oscsim

@@ -85,6 +85,7 @@ void CameraSim::Impl::install_routes(httplib::Server& server) {
             reply = handler(ctx);
         }
         if (reply.reboot_after) schedule_reboot();
+        if (reply.move_http_port != 0) schedule_port_move(reply.move_http_port);
         if (!reply.stream.empty()) {
             send_stream(*this, std::move(reply), res, gen);
             return;

@@ -26,6 +26,7 @@ struct Reply {
     bool is_json = true;  // fault switches that rewrite JSON leave other bodies alone
     std::vector<StreamLine> stream;
     bool reboot_after = false;
+    int move_http_port = 0;  // nonzero: the camera listens there once answered
 
     static Reply done(const std::string& name, nlohmann::json results = nullptr);
     static Reply error(int status, const std::string& name, const std::string& code,

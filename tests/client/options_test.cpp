@@ -51,9 +51,6 @@ std::vector<SetterCase> setter_cases() {
          "_authEnable", true, "SetAuthEnable"},
         {"EnableGyro", [](C& c, const char* ip, int p) { return c.EnableGyro(ip, p); }, "_gyro",
          true, "GyroEnable"},
-        {"SetCameraPorts",
-         [](C& c, const char* ip, int p) { return c.SetCameraPorts(ip, 8081, 8443, 8554, p); },
-         "_servicePort", json{{"http", 8081}, {"https", 8443}, {"rtsp", 8554}}, "SetServicePorts"},
         {"SetSyslogEnable",
          [](C& c, const char* ip, int p) { return c.SetSyslogEnable(ip, "127.0.0.9", 5514, 1, p); },
          "_syslog", json{{"enable", true}, {"server", "127.0.0.9"}, {"port", 5514}},
@@ -68,6 +65,10 @@ std::vector<SetterCase> setter_cases() {
               {"gateway", "127.0.0.254"},
               {"mask", "255.255.255.0"}},
          "SetStaticIp"},
+        // Last: the camera moves to its new HTTP port once it has answered.
+        {"SetCameraPorts",
+         [](C& c, const char* ip, int p) { return c.SetCameraPorts(ip, 8081, 8443, 8554, p); },
+         "_servicePort", json{{"http", 8081}, {"https", 8443}, {"rtsp", 8554}}, "SetServicePorts"},
     };
 }
 

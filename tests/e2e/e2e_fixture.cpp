@@ -49,9 +49,11 @@ oscsim::CameraSim& EndToEndTest::start_camera(int host_byte, oscsim::SimConfig c
     config.port = 0;
     config.serial = "SIM000" + n;
     config.camera_name = "camera-" + n;
-    config.reboot_downtime = 700ms;
-    config.update_step = 20ms;
-    config.capture_time = 100ms;
+    // Quick by default; a test that asks for other pacing keeps it.
+    const oscsim::SimConfig defaults;
+    if (config.reboot_downtime == defaults.reboot_downtime) config.reboot_downtime = 700ms;
+    if (config.update_step == defaults.update_step) config.update_step = 20ms;
+    if (config.capture_time == defaults.capture_time) config.capture_time = 100ms;
     cameras_.push_back(std::make_unique<oscsim::CameraSim>(config));
     oscsim::CameraSim& camera = *cameras_.back();
     EXPECT_TRUE(camera.start()) << "cannot bind " << config.host;

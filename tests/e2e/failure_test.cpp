@@ -4,40 +4,10 @@
 #include <thread>
 
 #include "e2e_fixture.h"
+#include "setter_sequence.h"
 
 namespace e2e {
 namespace {
-
-using Setter = void (*)(const char*, int, int);
-
-struct QueuedSetter {
-    const char* command;
-    Setter set;
-    int value;
-    const char* option;
-};
-
-const QueuedSetter kSequence[] = {
-    {"SetBrightness", SetBrightness, 21, "_brightness"},
-    {"SetContrast", SetContrast, 22, "_contrast"},
-    {"SetSaturation", SetSaturation, 23, "_saturation"},
-    {"SetSharpness", SetSharpness, 24, "_sharpness"},
-    {"SetWDRValue", SetWDRValue, 25, "_wdr"},
-    {"SetHDRValue", SetHDRValue, 26, "hdr"},
-};
-
-// The option each setOptions request of the camera carried, in arrival order.
-std::vector<std::string> options_set(const oscsim::CameraSim& camera) {
-    std::vector<std::string> out;
-    for (const auto& r : camera.requests()) {
-        if (r.command != "camera.setOptions") continue;
-        const auto body = nlohmann::json::parse(r.body);
-        for (const auto& [name, value] : body.at("parameters").at("options").items()) {
-            out.push_back(name);
-        }
-    }
-    return out;
-}
 
 class DeadCamera : public EndToEndTest {};
 
@@ -53,7 +23,7 @@ TEST_F(DeadCamera, IsReportedDroppedAndDoesNotHoldUpOthers) {
     oscsim::Faults refuse;
     refuse.refuse = true;
     dead.set_faults(refuse);
-    for (const auto& s : kSequence) {
+    for (const auto& s : setter_sequence()) {
         s.set(dead_ip.c_str(), dead.port(), s.value);
         s.set(alive_ip.c_str(), alive.port(), s.value);
     }
@@ -73,7 +43,7 @@ TEST_F(DeadCamera, IsReportedDroppedAndDoesNotHoldUpOthers) {
 
     // The other camera got every command, in order, and confirmed each.
     std::vector<std::string> expected;
-    for (const auto& s : kSequence) {
+    for (const auto& s : setter_sequence()) {
         SCOPED_TRACE(s.command);
         const CommandResult result = wait_result(alive_ip, s.command);
         EXPECT_TRUE(result.ok) << result.message;
