@@ -9,8 +9,6 @@ using nlohmann::json;
 
 namespace {
 
-const char* const kExecute = "/osc/commands/execute";
-
 Request get_options(const std::string& func, json names) {
     Request r;
     r.body = {{"name", "camera.getOptions"}, {"parameters", {{"optionNames", std::move(names)}}}};
