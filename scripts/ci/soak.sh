@@ -1,0 +1,12 @@
+# CI stage "soak": the short soaks (30 s each) in the AddressSanitizer tree
+# that stage "asan" built, with LeakSanitizer at exit. ASan holds freed memory
+# back, so the RSS bound here is loose; scripts/soak measures growth for real.
+
+stage_soak() {
+    local dir="${BUILD_ROOT}/asan"
+    local run=(env OSC_SOAK_SECONDS="${OSC_CI_SOAK_SECONDS:-30}" OSC_SOAK_MAX_GROWTH_KIB=32768
+        ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:quarantine_size_mb=16
+        UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1)
+    "${run[@]}" "${dir}/tests/stress/stress_tests" --gtest_filter='Soak.*'
+    "${run[@]}" "${dir}/tests/e2e/e2e_tests" --gtest_filter='SimulatedSoak.*'
+}

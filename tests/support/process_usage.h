@@ -1,0 +1,29 @@
+// The process's own thread count and resident memory, from /proc, for soaks.
+#pragma once
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+// A "Name:  value kB" style line of /proc/self/status, or -1.
+inline long proc_status_value(const std::string& name) {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind(name + ":", 0) == 0) return std::stol(line.substr(name.size() + 1));
+    }
+    return -1;
+}
+
+struct ProcessUsage {
+    long threads = proc_status_value("Threads");
+    long rss_kib = proc_status_value("VmRSS");
+};
+
+// How much RSS a soak may gain between its first measurement and its last:
+// OSC_SOAK_MAX_GROWTH_KIB, else fallback.
+inline long soak_growth_limit_kib(long fallback) {
+    const char* text = std::getenv("OSC_SOAK_MAX_GROWTH_KIB");
+    const long value = text != nullptr ? std::atol(text) : 0;
+    return value > 0 ? value : fallback;
+}
