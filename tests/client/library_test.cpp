@@ -2,7 +2,11 @@
 // exported functions, with the interface identifier checked.
 #include <dlfcn.h>
 
+#include <atomic>
+#include <thread>
+
 #include "client_harness.h"
+#include "support/process_usage.h"
 
 namespace osctest {
 namespace {
@@ -36,6 +40,42 @@ TEST_F(ClientTest, LoadedLibraryTalksToTheCamera) {
     EXPECT_EQ(sim->snapshot()["options"]["_contrast"], 12);
     EXPECT_EQ(release(&object), 0);
     EXPECT_EQ(object, nullptr);
+    dlclose(lib);
+}
+
+std::atomic<int> g_late_answers{0};
+std::atomic<bool> g_released{false};
+
+void count_after_release(const char*, const char*, int) {
+    if (g_released) ++g_late_answers;
+}
+
+TEST_F(ClientTest, ReleaseJoinsEveryThreadAndNoAnswerFollowsIt) {
+    void* lib = dlopen(OSC_CLIENT_LIBRARY, RTLD_LAZY);
+    ASSERT_NE(lib, nullptr) << dlerror();
+    auto create = reinterpret_cast<Create>(dlsym(lib, "CreateVeskOscObject"));
+    auto release = reinterpret_cast<Release>(dlsym(lib, "ReleaseVeskOscObject"));
+    const long threads_before = ProcessUsage{}.threads;
+
+    oscsim::Faults silent;
+    silent.never_answer = true;
+    sim->set_faults(silent);
+    IVeskOSC_Tendra* object = nullptr;
+    ASSERT_EQ(create(IID_OSCAPI, &object), 0);
+    object->Initialize();
+    object->SetOscCallback(count_after_release);
+    // Requests held by the camera, and more queued behind them.
+    for (int i = 0; i < 8; ++i) object->SetBrightness(ip(), i, port());
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_GT(ProcessUsage{}.threads, threads_before);
+
+    g_released = false;
+    EXPECT_EQ(release(&object), 0);
+    g_released = true;
+    EXPECT_EQ(ProcessUsage{}.threads, threads_before) << "release left threads running";
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(g_late_answers, 0);
+    sim->set_faults({});
     dlclose(lib);
 }
 
