@@ -127,6 +127,8 @@ std::vector<BadDiscovery> bad_discoveries() {
     return {
         {"EmptyFields", {",,", ",", ""}, 0, 2},
         {"EmptyPort", {"Cam,10.5.1.1,"}, 0, 1},
+        // The entry rules take the field before the port as it is, even empty.
+        {"EmptyIp", {"Cam,,8080", ",8080"}, 1, 0},
         {"PortBeyondInt", {"Cam,10.5.1.2,99999999999"}, 0, 1},
         {"PortNotANumber", {"Cam,10.5.1.3,http"}, 0, 1},
         {"NoCommas", {"Cam 10.5.1.4 8080"}, 0, 0},
