@@ -13,7 +13,7 @@ void OSCAPIHANDLER::_queue_commands(const CameraEntry& camera, int port,
     const int slot = camera.read([](const CAM_PARAM& r) { return r.slot_index; });
     if (slot < 0) return;  // no worker to send it (camera limit reached)
     std::lock_guard<std::mutex> lock(m_cmdMutex[slot]);
-    for (const char* name : names) m_cmdQueue[slot].push_back(QueuedCommand{name, port});
+    for (const char* name : names) _push_command(slot, QueuedCommand{name, port});
 }
 
 void OSCAPIHANDLER::_store_and_queue(const char* ip, int port, int CAM_PARAM::*field, int value,

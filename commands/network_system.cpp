@@ -96,7 +96,7 @@ void OSCAPIHANDLER::EnableAuth(const char* ip, int port, bool enable) {
     // The flag is written under the queue lock, together with its command.
     std::lock_guard<std::mutex> lock(m_cmdMutex[slot]);
     camera->update([enable](CAM_PARAM& r) { r.auth_enabled = enable; });
-    m_cmdQueue[slot].push_back(QueuedCommand{"SetAuthEnable", port});
+    _push_command(slot, QueuedCommand{"SetAuthEnable", port});
 }
 
 // The new HTTP port replaces the old one in the record, but this command still

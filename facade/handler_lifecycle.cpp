@@ -19,7 +19,7 @@ OSCAPIHANDLER::~OSCAPIHANDLER() {
         // Answers still arriving must not start workers behind our back.
         std::lock_guard<std::mutex> lock(m_entryMutex);
         m_shuttingDown = true;
-        for (auto& stop : m_workerStop) stop = true;
+        for (int slot = 0; slot < kSlotCount; ++slot) _request_worker_stop(slot);
         for (auto& worker : m_worker) {
             if (worker.joinable()) worker.join();
         }

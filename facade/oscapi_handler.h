@@ -9,6 +9,7 @@
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <deque>
 #include <initializer_list>
 #include <memory>
@@ -140,7 +141,13 @@ private:
     void _queue_only(const char* ip, int port, const char* command);
 
     // Worker
+    // Appends to the slot's queue and wakes its idle worker; the caller holds
+    // m_cmdMutex[slot].
+    void _push_command(int slot, QueuedCommand command);
+    // Asks the slot's worker to end and wakes it if idle.
+    void _request_worker_stop(int slot);
     void _camera_worker_thread(std::string ip, int slot);
+    void _wait_for_next_pass(int slot, int& idle_passes);
     void _send_front_command(const std::string& ip, int slot, const QueuedCommand& command,
                              bool& reboot_pause, bool& port_pause, bool& syslog_pause);
     void _pause(const char* what, int slot, const std::string& ip,
@@ -161,6 +168,8 @@ private:
     mutable std::shared_mutex m_camerasMutex;
     std::array<std::deque<QueuedCommand>, kSlotCount> m_cmdQueue;
     std::array<std::mutex, kSlotCount> m_cmdMutex;
+    // Signalled when a queue gains a command or its worker must stop.
+    std::array<std::condition_variable, kSlotCount> m_cmdWake;
     std::array<std::thread, kSlotCount> m_worker;
     std::array<std::atomic<bool>, kSlotCount> m_cmdReady;
     std::array<std::atomic<bool>, kSlotCount> m_workerRunning;

@@ -17,7 +17,7 @@ void HandlerResponseSink::queue(const char* command, const RecordEdit& edit) {
         if (edit) edit(r);
         return r.http_port;
     });
-    handler_.m_cmdQueue[slot_].push_back(QueuedCommand{command, port});
+    handler_._push_command(slot_, QueuedCommand{command, port});
 }
 
 bool HandlerResponseSink::has_result_callback() const {

@@ -75,7 +75,7 @@ bool OSCAPIHANDLER::RemoveCachedDevice(const char* ip) {
     CameraEntryPtr camera = _find_camera(ip);
     if (!camera) return false;
     const int slot = camera->read([](const CAM_PARAM& r) { return r.slot_index; });
-    if (slot >= 0) m_workerStop[slot] = true;
+    if (slot >= 0) _request_worker_stop(slot);
     _put_log("RemoveCachedDevice opt_id " + std::to_string(slot));
     // The worker drains its queue and frees the slot as it ends.
     if (slot >= 0 && m_worker[slot].joinable()) m_worker[slot].join();
