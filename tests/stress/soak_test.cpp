@@ -64,9 +64,11 @@ TEST(Soak, MixedTrafficKeepsThreadsAndMemoryFlat) {
     std::mt19937 random(99);
     const auto started = std::chrono::steady_clock::now();
     long operations = drive_traffic(client, random, started + warm_up);
+    trim_allocator();
     const ProcessUsage before;
     operations += drive_traffic(client, random, started + seconds);
     ASSERT_TRUE(client.wait_idle(std::chrono::seconds(30)));
+    trim_allocator();
     const ProcessUsage after;
 
     std::printf("soak: %lld s, %ld host operations, threads %ld -> %ld, RSS %ld -> %ld KiB\n",

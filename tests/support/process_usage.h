@@ -5,6 +5,10 @@
 #include <fstream>
 #include <string>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 // A "Name:  value kB" style line of /proc/self/status, or -1.
 inline long proc_status_value(const std::string& name) {
     std::ifstream status("/proc/self/status");
@@ -19,6 +23,14 @@ struct ProcessUsage {
     long threads = proc_status_value("Threads");
     long rss_kib = proc_status_value("VmRSS");
 };
+
+// Hands free heap pages back before a measurement, so that RSS counts what
+// is held rather than what the allocator keeps cached from a busy moment.
+inline void trim_allocator() {
+#if defined(__GLIBC__)
+    malloc_trim(0);
+#endif
+}
 
 // How much RSS a soak may gain between its first measurement and its last:
 // OSC_SOAK_MAX_GROWTH_KIB, else fallback.
