@@ -288,3 +288,28 @@ TEST(ParameterObject, ReportsExactlyTheDocumentedMembers) {
 }
 
 }  // namespace
+
+namespace {
+
+// The document is written without building the object; the two must never
+// drift apart, whatever the record holds.
+TEST(ParameterDocument, IsTheObjectSerialised) {
+    std::vector<CAM_PARAM> records = {CAM_PARAM{}, filled_record(0), filled_record(2),
+                                      filled_record(3)};
+    CAM_PARAM odd = filled_record(2);
+    odd.camera_name = "tab\tnew\nline \x01 \"quoted\" back\\slash \xc3\xa9";
+    odd.model = "";
+    odd.support_resolution = {{1, 2}, {3840, 1920}};
+    odd.h_start_deg = -0.0f;
+    odd.v_start_deg = 1e-7f;
+    odd.brightness_current = -2147483647 - 1;
+    records.push_back(odd);
+    for (const CAM_PARAM& record : records) {
+        for (const bool got_param : {false, true}) {
+            EXPECT_EQ(parameter_document(record, got_param),
+                      parameter_object(record, got_param).dump());
+        }
+    }
+}
+
+}  // namespace
