@@ -8,8 +8,8 @@ namespace oscclient {
 
 namespace {
 
-CURL* handle(void* p) {
-    return static_cast<CURL*>(p);
+CURLSH* share(void* p) {
+    return static_cast<CURLSH*>(p);
 }
 
 void global_init() {
@@ -30,6 +30,7 @@ struct HttpSession::Transfer {
     curl_mime* mime = nullptr;
 
     ~Transfer() {
+        curl_easy_cleanup(curl);
         curl_slist_free_all(headers);
         curl_mime_free(mime);
     }
@@ -72,17 +73,33 @@ struct HttpSession::Transfer {
 HttpSession::HttpSession(const ClientOptions& options, const std::atomic<bool>& cancelled)
     : options_(options), cancelled_(cancelled) {
     global_init();
-    curl_ = curl_easy_init();
+    share_ = curl_share_init();
+    curl_share_setopt(share(share_), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    curl_share_setopt(share(share_), CURLSHOPT_LOCKFUNC, &HttpSession::lock_share);
+    curl_share_setopt(share(share_), CURLSHOPT_UNLOCKFUNC, &HttpSession::unlock_share);
+    curl_share_setopt(share(share_), CURLSHOPT_USERDATA, this);
 }
 
 HttpSession::~HttpSession() {
-    curl_easy_cleanup(handle(curl_));
+    curl_share_cleanup(share(share_));
+}
+
+void HttpSession::lock_share(void*, int data, int, void* self) {
+    auto& locks = static_cast<HttpSession*>(self)->share_locks_;
+    locks[static_cast<std::size_t>(data) % locks.size()].lock();
+}
+
+void HttpSession::unlock_share(void*, int data, void* self) {
+    auto& locks = static_cast<HttpSession*>(self)->share_locks_;
+    locks[static_cast<std::size_t>(data) % locks.size()].unlock();
 }
 
 void HttpSession::prepare(const std::string& url, const Limits& limits, Transfer& t) {
-    CURL* c = handle(curl_);
-    // Reset keeps the connection cache, so the camera's connection is reused.
-    curl_easy_reset(c);
+    // A fresh handle per transfer: a reused one keeps header state from the
+    // last answer, and libcurl 7.88 reads freed memory when the next answer
+    // starts with a folded header line.
+    CURL* c = curl_easy_init();
+    curl_easy_setopt(c, CURLOPT_SHARE, share(share_));
     t.curl = c;
     t.cancelled = &cancelled_;
     curl_easy_setopt(c, CURLOPT_URL, url.c_str());

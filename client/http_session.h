@@ -1,10 +1,13 @@
-// One camera's HTTP connection: a reused libcurl easy handle, used by one I/O
-// thread at a time.
+// One camera's HTTP connection, used by one I/O thread at a time. Each
+// transfer gets a fresh libcurl easy handle; the connection lives on in a
+// share object, so the camera's connection is still reused.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <string>
 
 #include "client/client_options.h"
@@ -52,9 +55,14 @@ private:
     void prepare(const std::string& url, const Limits& limits, Transfer& transfer);
     HttpResult perform(Transfer& transfer);
 
+    static void lock_share(void*, int data, int, void* self);
+    static void unlock_share(void*, int data, void* self);
+
     const ClientOptions& options_;
     const std::atomic<bool>& cancelled_;
-    void* curl_;  // CURL*, kept out of this header
+    void* share_;  // CURLSH* holding the connection, kept out of this header
+    // One per kind of shared data; the I/O thread serving the camera changes.
+    std::array<std::mutex, 16> share_locks_;
 };
 
 }  // namespace oscclient

@@ -3,8 +3,10 @@
 // answers every connection with the current input and closes it, so no input
 // can hold the client longer than one short timeout.
 //
-// Input: byte 0 picks the request, byte 1 bit 0 reads the answer as a
-// firmware update's line stream; the rest is the HTTP answer.
+// Input: byte 0 picks the request; byte 1 bit 0 reads the answer as a
+// firmware update's line stream, bit 1 has the camera answer one plain request
+// first (state left behind by an earlier answer matters); the rest is the HTTP
+// answer.
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -36,6 +38,10 @@ const char* const kOperations[] = {
     "TakeScreenShot", "GetCaptureStatus", "Reboot",        "SetDhcp",
     "GetCpuUsage",    "StartStreaming",   "GetROI",        "GetUpdateProgress",
 };
+
+const char* const kPlainAnswer =
+    "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 16\r\n"
+    "Keep-Alive: timeout=5\r\n\r\n{\"state\":\"done\"}";
 
 class RawServer {
 public:
@@ -141,6 +147,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Request* request = fixed_request(kOperations[data[0] % std::size(kOperations)]);
     if (request == nullptr) __builtin_trap();
     const bool line_stream = (data[1] & 1) != 0;
+    if ((data[1] & 2) != 0) {
+        harness->server.answer_with(kPlainAnswer);
+        run_request(harness->link, harness->server.port(), *request, harness->options,
+                    [](const std::string&, const std::string&, int) {});
+    }
     harness->server.answer_with(std::string(reinterpret_cast<const char*>(data + 2), size - 2));
 
     int deliveries = 0;
