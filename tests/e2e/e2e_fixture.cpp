@@ -6,8 +6,6 @@
 
 namespace e2e {
 
-namespace {
-
 WorkerTimings short_worker_timings() {
     WorkerTimings t;
     t.pass = 10ms;
@@ -18,8 +16,6 @@ WorkerTimings short_worker_timings() {
     t.start_poll = 1ms;
     return t;
 }
-
-}  // namespace
 
 void EndToEndTest::SetUp() {
     testing_hooks::set_worker_timings(short_worker_timings());

@@ -16,10 +16,15 @@
 #include "IVeskOSCHandlerInst.h"
 #include "sim/camera_sim.h"
 #include "support/host_events.h"
+#include "workers/timings.h"
 
 namespace e2e {
 
 using namespace std::chrono_literals;
+
+// Worker pauses short enough for tests; the gate stays above the client's
+// failure delay on loopback.
+WorkerTimings short_worker_timings();
 
 // Long enough for a loaded, sanitised 2-core machine; waits end early.
 constexpr std::chrono::milliseconds kPatience = 10s;

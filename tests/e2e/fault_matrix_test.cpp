@@ -14,7 +14,6 @@
 
 #include "e2e_fixture.h"
 #include "setter_sequence.h"
-#include "workers/timings.h"
 
 namespace e2e {
 namespace {
@@ -23,13 +22,8 @@ constexpr const char* kRequestException = "Request exception";
 
 // A gate short enough for late answers to pass it within a test.
 WorkerTimings fault_timings() {
-    WorkerTimings t;
-    t.pass = 10ms;
+    WorkerTimings t = short_worker_timings();
     t.gate = 700ms;
-    t.reboot_pause = 1500ms;
-    t.ports_pause = 40ms;
-    t.syslog_pause = 40ms;
-    t.start_poll = 1ms;
     return t;
 }
 
