@@ -255,8 +255,9 @@ struct Member {
 };
 
 // Every member of parameter_object, sorted once into the object's key order.
+// Never destroyed: workers may still report while the process exits.
 const std::vector<Member>& members_in_key_order() {
-    static const std::vector<Member> members = [] {
+    static const auto* const members = new std::vector<Member>([] {
         using C = CAM_PARAM;
         std::vector<Member> m = {
             {"got_param", write_got_param},
@@ -317,8 +318,8 @@ const std::vector<Member>& members_in_key_order() {
         std::sort(m.begin(), m.end(),
                   [](const Member& a, const Member& b) { return std::strcmp(a.key, b.key) < 0; });
         return m;
-    }();
-    return members;
+    }());
+    return *members;
 }
 
 }  // namespace

@@ -149,8 +149,9 @@ void send_camera_ports(const SendContext& c) {
 using T = IVeskOSC_Tendra;
 using C = CAM_PARAM;
 
+// Never destroyed: a host may exit without Destroy while workers still send.
 const std::unordered_map<std::string_view, Translation>& translations() {
-    static const std::unordered_map<std::string_view, Translation> table = {
+    static const auto* const table = new std::unordered_map<std::string_view, Translation>{
         {"SetBrightness", {int_field<&C::brightness_current, &T::SetBrightness>, PauseAfter::None}},
         {"SetContrast", {int_field<&C::contrast_current, &T::SetContrast>, PauseAfter::None}},
         {"SetSaturation", {int_field<&C::saturation_current, &T::SetSaturation>, PauseAfter::None}},
@@ -212,7 +213,7 @@ const std::unordered_map<std::string_view, Translation>& translations() {
         {"TakeScreenShot", {send_plain<&T::TakeScreenShot>, PauseAfter::None}},
         {"GetCaptureStatus", {send_plain<&T::GetCaptureStatus>, PauseAfter::None}},
     };
-    return table;
+    return *table;
 }
 
 }  // namespace
