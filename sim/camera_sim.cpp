@@ -6,13 +6,24 @@
 
 namespace oscsim {
 
+namespace {
+constexpr std::size_t kRequestsPerConnection = 1000000;
+constexpr std::size_t kServerThreads = 4;
+}  // namespace
+
 bool CameraSim::Impl::listen_locked() {
     if (server) return true;
     auto s = std::make_unique<httplib::Server>();
     install_routes(*s);
-    // Short keep-alive so that stopping (and rebooting) does not wait long for
-    // idle client connections.
-    s->set_keep_alive_timeout(1);
+    // Without it every answer on a reused connection waits for the
+    // client's delayed ACK.
+    s->set_tcp_nodelay(true);
+    // A client keeps one connection per camera for as long as it likes; the
+    // timeout stays short so that stopping does not wait long for it.
+    s->set_keep_alive_max_count(kRequestsPerConnection);
+    s->set_keep_alive_timeout(config.keep_alive.count());
+    // Each open connection holds a server thread; a client uses one.
+    s->new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
     if (port == 0) {
         const int p = s->bind_to_any_port(config.host);
         if (p <= 0) return false;
@@ -77,6 +88,9 @@ void CameraSim::Impl::move_port(int new_port) {
 }
 
 void CameraSim::Impl::schedule_reboot() {
+    // Going down starts now: requests that arrive before the server stops
+    // get no answer.
+    serving = false;
     {
         std::lock_guard<std::mutex> lock(wait_mutex);
         reboot_requested = true;
@@ -127,6 +141,12 @@ bool CameraSim::Impl::pause(std::chrono::milliseconds duration, unsigned gen) {
 bool CameraSim::Impl::hold(unsigned gen) {
     std::unique_lock<std::mutex> lock(wait_mutex);
     wait_cv.wait(lock, [&] { return stopping || generation != gen || !never_answer; });
+    return !stopping && generation == gen;
+}
+
+bool CameraSim::Impl::hold_stalled(unsigned gen) {
+    std::unique_lock<std::mutex> lock(wait_mutex);
+    wait_cv.wait(lock, [&] { return stopping || generation != gen || !stalled; });
     return !stopping && generation == gen;
 }
 
@@ -205,6 +225,7 @@ void CameraSim::set_faults(const Faults& faults) {
     {
         std::lock_guard<std::mutex> lock(impl_->wait_mutex);
         impl_->never_answer = faults.never_answer;
+        impl_->stalled = faults.stall;
     }
     impl_->wait_cv.notify_all();
     std::lock_guard<std::mutex> lock(impl_->life_mutex);

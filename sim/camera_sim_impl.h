@@ -11,12 +11,14 @@
 #include <httplib.h>
 
 #include "sim/camera_sim.h"
+#include "sim/digest_auth.h"
+#include "sim/test_picture.h"
 
 namespace oscsim {
 
 class CameraSim::Impl {
 public:
-    explicit Impl(SimConfig cfg) : config(std::move(cfg)) {}
+    explicit Impl(SimConfig cfg) : config(std::move(cfg)), auth(config.user, config.password) {}
 
     // Listens when the camera should be up (started, not refusing, not
     // rebooting) and stops listening otherwise.
@@ -35,9 +37,12 @@ public:
     bool pause(std::chrono::milliseconds duration, unsigned generation);
     // Holds a request while the "never answer" switch is on.
     bool hold(unsigned generation);
+    // Holds the rest of an answer while the "stall" switch is on.
+    bool hold_stalled(unsigned generation);
     unsigned current_generation() const { return generation.load(); }
 
     SimConfig config;
+    const DigestAuth auth;
     std::atomic<int> port{0};
 
     mutable std::mutex state_mutex;  // state, faults and the observer
@@ -45,6 +50,7 @@ public:
     Faults faults;
     std::function<void(const LoggedRequest&)> observer;
     RequestLog log;
+    PictureCache picture;
 
     std::mutex life_mutex;  // started, rebooting, server, listener
     bool started = false;
@@ -59,6 +65,7 @@ public:
     std::condition_variable wait_cv;
     std::atomic<unsigned> generation{0};
     std::atomic<bool> never_answer{false};
+    std::atomic<bool> stalled{false};
     std::atomic<bool> stopping{false};
     // False from the moment the server starts to stop: requests still read on
     // open connections then get no answer, like a camera going down.

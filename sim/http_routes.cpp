@@ -48,9 +48,48 @@ void send_stream(CameraSim::Impl& impl, Reply reply, httplib::Response& res, uns
         });
 }
 
+LoggedRequest logged(const httplib::Request& req, const std::string& command,
+                     const std::string& body) {
+    return {req.method, req.path, command, body, req.remote_port, false};
+}
+
+// Half of the answer, then the rest only once the stall switch is cleared.
+void send_stalled(CameraSim::Impl& impl, const Reply& reply, httplib::Response& res,
+                  unsigned generation) {
+    auto body = std::make_shared<std::string>(reply.body);
+    auto sent = std::make_shared<bool>(false);
+    res.status = reply.status;
+    res.set_chunked_content_provider(
+        reply.content_type, [&impl, body, sent, generation](std::size_t, httplib::DataSink& sink) {
+            const std::size_t half = body->size() / 2;
+            if (!*sent) {
+                *sent = true;
+                return sink.write(body->data(), half);
+            }
+            if (!impl.hold_stalled(generation)) return false;
+            sink.write(body->data() + half, body->size() - half);
+            sink.done();
+            return true;
+        });
+}
+
 }  // namespace
 
 void CameraSim::Impl::install_routes(httplib::Server& server) {
+    if (auth.enabled()) {
+        server.set_pre_routing_handler([this](const httplib::Request& req, httplib::Response& res) {
+            if (auth.accepts(req.method, req.target, req.get_header_value("Authorization")))
+                return httplib::Server::HandlerResponse::Unhandled;
+            LoggedRequest entry = logged(req, "", "");
+            entry.challenged = true;
+            log.add(entry);
+            const Reply refused = Reply::error(401, "", "unauthorized", "authentication required");
+            res.status = refused.status;
+            res.set_header("WWW-Authenticate", auth.challenge());
+            res.set_content(refused.body, refused.content_type);
+            return httplib::Server::HandlerResponse::Handled;
+        });
+    }
     // Runs one request: log, faults, the handler under the state lock, then
     // the answer (document or stream).
     auto serve = [this](httplib::Response& res, LoggedRequest entry,
@@ -93,22 +132,25 @@ void CameraSim::Impl::install_routes(httplib::Server& server) {
         if (reply.is_json && f.wrong_type)
             reply.body = stringify_numbers(json::parse(reply.body)).dump();
         if (reply.is_json && f.malformed) reply.body = reply.body.substr(0, reply.body.size() / 2);
+        if (f.stall) {
+            send_stalled(*this, reply, res, gen);
+            return;
+        }
         res.status = reply.status;
         res.set_content(reply.body, reply.content_type);
     };
 
-    server.Get("/osc/info", [serve](const httplib::Request&, httplib::Response& res) {
-        serve(res, {"GET", "/osc/info", "", ""},
-              [](CommandContext& ctx) { return device_info(ctx); });
+    server.Get("/osc/info", [serve](const httplib::Request& req, httplib::Response& res) {
+        serve(res, logged(req, "", ""), [](CommandContext& ctx) { return device_info(ctx); });
     });
     server.Post("/osc/state", [serve](const httplib::Request& req, httplib::Response& res) {
-        serve(res, {"POST", "/osc/state", "", req.body},
+        serve(res, logged(req, "", req.body),
               [](CommandContext& ctx) { return camera_state(ctx); });
     });
     server.Post("/osc/commands/status",
                 [serve](const httplib::Request& req, httplib::Response& res) {
                     const json body = json::parse(req.body, nullptr, false);
-                    serve(res, {"POST", "/osc/commands/status", "", req.body},
+                    serve(res, logged(req, "", req.body),
                           [&body](CommandContext& ctx) { return command_status(ctx, body); });
                 });
     server.Post(
@@ -116,13 +158,12 @@ void CameraSim::Impl::install_routes(httplib::Server& server) {
             if (req.is_multipart_form_data()) {
                 const auto file = req.get_file_value("file");
                 const std::string command = req.get_file_value("name").content;
-                serve(res, {"POST", "/osc/commands/execute", command, file.filename},
-                      [&](CommandContext& ctx) {
-                          if (command != "camera._uploadFile" || file.filename.empty())
-                              return Reply::error(400, command, "missingParameter",
-                                                  "a file upload needs name and file");
-                          return upload_file(ctx, file.filename, file.content.size());
-                      });
+                serve(res, logged(req, command, file.filename), [&](CommandContext& ctx) {
+                    if (command != "camera._uploadFile" || file.filename.empty())
+                        return Reply::error(400, command, "missingParameter",
+                                            "a file upload needs name and file");
+                    return upload_file(ctx, file.filename, file.content.size());
+                });
                 return;
             }
             const json body = json::parse(req.body, nullptr, false);
@@ -130,7 +171,7 @@ void CameraSim::Impl::install_routes(httplib::Server& server) {
                 body.is_object() && body.contains("name") && body["name"].is_string()
                     ? body["name"].get<std::string>()
                     : "";
-            serve(res, {"POST", "/osc/commands/execute", name, req.body}, [&](CommandContext& ctx) {
+            serve(res, logged(req, name, req.body), [&](CommandContext& ctx) {
                 if (!body.is_object())
                     return Reply::error(400, name, "invalidParameterValue",
                                         "the body is not a JSON object");
@@ -141,18 +182,41 @@ void CameraSim::Impl::install_routes(httplib::Server& server) {
                 return (*handler)(ctx, parameters);
             });
         });
-    server.Get(
-        R"(/tmp/capture(\d+)\.jpeg)", [this](const httplib::Request& req, httplib::Response& res) {
-            log.add({"GET", req.path, "", ""});
+    // The simulator keeps no picture history: a capture and the preview's
+    // still both show the camera as its settings are now.
+    auto send_picture = [this](httplib::Response& res) {
+        PictureSettings settings;
+        {
             std::lock_guard<std::mutex> lock(state_mutex);
-            if (state.captures.count(req.matches[1]) == 0) {
-                res.status = 404;
-                return;
-            }
-            // A JPEG start and end marker around a comment: enough for a viewer
-            // to recognise the type.
-            res.set_content(std::string("\xFF\xD8\xFF\xFE\x00\x05sim\xFF\xD9", 11), "image/jpeg");
-        });
+            settings = picture_settings(state.options);
+        }
+        res.set_content(picture.jpeg(settings), "image/jpeg");
+    };
+    server.Get(R"(/tmp/capture(\d+)\.jpeg)",
+               [this, send_picture](const httplib::Request& req, httplib::Response& res) {
+                   log.add(logged(req, "", ""));
+                   {
+                       std::lock_guard<std::mutex> lock(state_mutex);
+                       if (state.captures.count(req.matches[1]) == 0) {
+                           res.status = 404;
+                           return;
+                       }
+                   }
+                   send_picture(res);
+               });
+    // A still of the live preview (the real stream is RTSP), while it runs.
+    server.Get("/live/preview.jpeg",
+               [this, send_picture](const httplib::Request& req, httplib::Response& res) {
+                   log.add(logged(req, "", ""));
+                   {
+                       std::lock_guard<std::mutex> lock(state_mutex);
+                       if (!state.streaming) {
+                           res.status = 404;
+                           return;
+                       }
+                   }
+                   send_picture(res);
+               });
 }
 
 }  // namespace oscsim

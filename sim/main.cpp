@@ -28,6 +28,7 @@ int main(int argc, char** argv) {
     int cameras = 1;
     int reboot_ms = 3000;
     int step_ms = 200;
+    int keep_alive_s = 1;
     bool log = false;
     bool advertise = false;
     config.port = 8080;
@@ -41,6 +42,11 @@ int main(int argc, char** argv) {
     app.add_option("--ast1235", config.ast1235_version, "AST1235 version");
     app.add_option("--reboot-ms", reboot_ms, "time a reboot keeps the camera unreachable");
     app.add_option("--update-step-ms", step_ms, "time between firmware update lines");
+    app.add_option("--keep-alive-s", keep_alive_s,
+                   "seconds an idle connection stays open; 0 closes it after every answer");
+    app.add_option("--user", config.user, "require HTTP Digest authentication with this user");
+    app.add_option("--password", config.password, "the password that goes with --user")
+        ->needs("--user");
     app.add_option("--latency-ms", faults.latency_ms, "delay before every answer");
     app.add_flag("--drop", faults.drop, "close connections without an answer");
     app.add_flag("--refuse", faults.refuse, "refuse connections");
@@ -48,6 +54,7 @@ int main(int argc, char** argv) {
     app.add_flag("--wrong-type", faults.wrong_type, "send numbers as texts");
     app.add_flag("--never-answer", faults.never_answer, "hold every request");
     app.add_flag("--server-error", faults.server_error, "answer every request with HTTP 500");
+    app.add_flag("--stall", faults.stall, "send half of every answer, then nothing");
     app.add_option("--fail-update", faults.fail_update, "make firmware updates fail")
         ->check(CLI::IsMember({"hw", "upload"}));
     app.add_option("--omit-state", faults.omit_state_groups,
@@ -58,6 +65,7 @@ int main(int argc, char** argv) {
     CLI11_PARSE(app, argc, argv);
     config.reboot_downtime = std::chrono::milliseconds(reboot_ms);
     config.update_step = std::chrono::milliseconds(step_ms);
+    config.keep_alive = std::chrono::seconds(keep_alive_s);
 
     // Faults other than refusal are switched on after start, so that the
     // cameras bind first.

@@ -10,8 +10,10 @@ namespace oscsim {
 struct LoggedRequest {
     std::string method;
     std::string path;
-    std::string command;  // OSC command name, empty for info and state
-    std::string body;     // JSON body; for uploads the stored file name
+    std::string command;      // OSC command name, empty for info and state
+    std::string body;         // JSON body; for uploads the stored file name
+    int client_port = 0;      // the same for requests on one connection
+    bool challenged = false;  // answered with a 401 Digest challenge only
 };
 
 class RequestLog {

@@ -21,6 +21,12 @@ struct SimConfig {
     std::chrono::milliseconds reboot_downtime{3000};
     std::chrono::milliseconds update_step{200};
     std::chrono::milliseconds capture_time{300};
+    // How long an idle connection stays open; 0 closes it after every
+    // answer without saying so, as some cameras do.
+    std::chrono::seconds keep_alive{1};
+    // Set: every request must carry HTTP Digest credentials.
+    std::string user;
+    std::string password;
 };
 
 struct Faults {
@@ -31,6 +37,7 @@ struct Faults {
     bool wrong_type = false;    // numbers in JSON answers become texts
     bool never_answer = false;  // hold every request until the switch is cleared
     bool server_error = false;  // answer HTTP 500 with an OSC error document
+    bool stall = false;         // send half of every answer, then hold the rest
     std::string fail_update;    // "hw" or "upload": firmware updates fail so
     // State replies leave out the health groups named here, for example
     // "CpuUsage" or "imrxMode".
