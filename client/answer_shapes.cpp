@@ -8,8 +8,13 @@ using nlohmann::json;
 
 namespace {
 
-std::pair<std::string, int> fail(const Request& r, const std::string& reason) {
-    return {failure_document(r.name, r.func, reason), 1};
+std::pair<std::string, int> fail(const Request& r, const std::string& reason,
+                                 const std::string& cause = "") {
+    return {failure_document(r.name, r.func, reason, cause), 1};
+}
+
+std::string http_status(long status) {
+    return "HTTP " + std::to_string(status);
 }
 
 // The id arrives as a text (OSC); the handler reads an integer here.
@@ -86,20 +91,26 @@ std::string error_message(const json& doc) {
 }  // namespace
 
 std::string failure_document(const std::string& name, const std::string& func,
-                             const std::string& reason) {
-    return json{{"name", name}, {"func", func}, {"reason", reason}}.dump();
+                             const std::string& reason, const std::string& cause) {
+    json doc{{"name", name}, {"func", func}, {"reason", reason}};
+    if (!cause.empty()) doc["cause"] = cause;
+    return doc.dump();
 }
 
 std::pair<std::string, int> shape_answer(const Request& r, const HttpResult& result,
                                          CameraLink& link) {
-    if (!result.transport_ok || result.status >= 500) return fail(r, kRequestException);
+    if (!result.transport_ok) return fail(r, kRequestException, result.cause);
+    if (result.status >= 500) return fail(r, kRequestException, http_status(result.status));
+    // Not a transport failure: the camera stays in use, the next request
+    // may carry the right credentials.
+    if (result.status == 401) return fail(r, kAuthenticationFailed, kAuthenticationCause);
     json doc = json::parse(result.body, nullptr, false);
     if (doc.is_discarded() || !doc.is_object()) {
-        if (result.status >= 400) return fail(r, "HTTP " + std::to_string(result.status));
+        if (result.status >= 400) return fail(r, http_status(result.status));
         return fail(r, "Invalid answer");
     }
     if (doc.contains("error") && doc["error"].is_object()) return fail(r, error_message(doc));
-    if (result.status >= 400) return fail(r, "HTTP " + std::to_string(result.status));
+    if (result.status >= 400) return fail(r, http_status(result.status));
     if (r.shape == Shape::AsSent) return {result.body, 0};
     if (!reshape(r, doc, link)) return fail(r, "Invalid answer");
     return {doc.dump(), 0};

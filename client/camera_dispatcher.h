@@ -1,58 +1,52 @@
-// A bounded pool of I/O threads serving every camera. Requests to one camera
-// run one at a time in the order they were queued; a camera with a request in
-// progress is never picked by a second thread.
+// Every camera's jobs, one at a time per camera in the order they were
+// queued, and every camera at once: all of it runs on the transfer loop's
+// thread, so a camera waiting for its answer holds no thread.
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
-#include <vector>
+#include <unordered_map>
 
 #include "client/camera_link.h"
 #include "client/client_options.h"
+#include "client/transfer_loop.h"
 
 namespace oscclient {
 
-using Job = std::function<void(CameraLink& link)>;
-
 class CameraDispatcher {
 public:
-    explicit CameraDispatcher(const ClientOptions& options);
-    ~CameraDispatcher();
+    using Finished = std::function<void()>;
+    // Runs on the loop thread and calls `finished` once when it is over:
+    // at once, or from the answer of an exchange it started.
+    using Job = std::function<void(CameraLink& link, TransferLoop& loop, Finished finished)>;
+
+    explicit CameraDispatcher(const ClientOptions& options) : loop_(options) {}
+    ~CameraDispatcher() { shutdown(); }
     CameraDispatcher(const CameraDispatcher&) = delete;
     CameraDispatcher& operator=(const CameraDispatcher&) = delete;
 
-    // Queues a job for the camera and returns at once. Ignored after shutdown.
+    // Any thread: queues a job for the camera and returns at once. Ignored
+    // after shutdown.
     void submit(const std::string& ip, Job job);
-    // Drops jobs not yet started, aborts running transfers and joins the
-    // threads; when it returns no job runs any more.
-    void shutdown();
-
-    const std::atomic<bool>& cancelled() const { return cancelled_; }
+    // Drops jobs not yet started, ends the exchanges in flight (their jobs
+    // deliver a failure) and stops the loop: once it returns no job runs.
+    void shutdown() { loop_.shutdown(); }
 
 private:
     struct Camera {
+        CameraLink link;
         std::deque<Job> jobs;
         bool busy = false;
-        std::unique_ptr<CameraLink> link;
     };
 
-    void serve();
+    void run_next(Camera& camera);
 
-    const ClientOptions& options_;
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    std::map<std::string, Camera> cameras_;
-    std::deque<std::string> ready_;  // cameras with jobs and none running
-    bool stopping_ = false;
-    std::atomic<bool> cancelled_{false};
-    std::vector<std::thread> threads_;
+    // Declared before the loop, so that the loop's thread has ended before
+    // the cameras go.
+    std::unordered_map<std::string, std::unique_ptr<Camera>> cameras_;  // loop thread only
+    TransferLoop loop_;
 };
 
 }  // namespace oscclient

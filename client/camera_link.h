@@ -1,22 +1,15 @@
-// What the client keeps per camera: its connection and the little state that
-// requests carry from one to the next.
+// What the client keeps per camera between its requests.
 #pragma once
 
 #include <functional>
 #include <string>
 
-#include "client/http_session.h"
-
 namespace oscclient {
 
 struct CameraLink {
-    CameraLink(std::string camera_ip, const ClientOptions& options,
-               const std::atomic<bool>& cancelled)
-        : ip(std::move(camera_ip)), http(options, cancelled) {}
-
     std::string ip;
-    HttpSession http;
-    std::string last_capture_id;  // asked for by GetCaptureStatus
+    std::string last_capture_id;        // asked for by GetCaptureStatus
+    bool asks_for_credentials = false;  // answered 401 once
 };
 
 // Hands one answer to the handler: (text, ip, status).

@@ -31,7 +31,6 @@ ClientOptions ClientOptions::from_environment() {
     o.static_cameras = env("OSC_STATIC_CAMERAS");
     o.dns_sd = env("OSC_DISCOVERY") != "static";
     o.browse_window = std::chrono::seconds(env_number("OSC_DISCOVERY_SECONDS", 5, 1, 60));
-    o.io_threads = static_cast<std::size_t>(env_number("OSC_IO_THREADS", 4, 1, 16));
     o.connect_timeout = std::chrono::milliseconds(
         env_number("OSC_CONNECT_TIMEOUT_MS", o.connect_timeout.count(), 50, 60000));
     o.request_timeout = std::chrono::milliseconds(

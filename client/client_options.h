@@ -1,9 +1,8 @@
-// Settings of the client library: timeouts, pool size, credentials and
-// discovery sources. The library reads them from the environment.
+// Settings of the client library: timeouts, credentials and discovery
+// sources. The library reads them from the environment.
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <string>
 
 namespace oscclient {
@@ -15,7 +14,6 @@ struct ClientOptions {
     std::chrono::seconds upload_stall{15};
     std::chrono::milliseconds update_timeout{900000};
     std::chrono::seconds update_stall{60};
-    std::size_t io_threads = 4;
     std::string user;  // digest credentials; empty: no authentication
     std::string password;
     std::string static_cameras;  // "ip:port,ip:port"
@@ -23,8 +21,7 @@ struct ClientOptions {
     std::chrono::seconds browse_window{5};
 
     // OSC_CAMERA_USER, OSC_CAMERA_PASSWORD, OSC_STATIC_CAMERAS, OSC_DISCOVERY,
-    // OSC_DISCOVERY_SECONDS, OSC_IO_THREADS, OSC_CONNECT_TIMEOUT_MS,
-    // OSC_REQUEST_TIMEOUT_MS.
+    // OSC_DISCOVERY_SECONDS, OSC_CONNECT_TIMEOUT_MS, OSC_REQUEST_TIMEOUT_MS.
     static ClientOptions from_environment();
 };
 

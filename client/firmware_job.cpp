@@ -1,8 +1,10 @@
 #include "client/firmware_job.h"
 
 #include <fstream>
+#include <memory>
 
 #include "client/answer_shapes.h"
+#include "client/exchange.h"
 
 namespace oscclient {
 
@@ -65,48 +67,121 @@ FirmwarePlan plan_all(const std::string& image, const std::vector<std::string>& 
     return p;
 }
 
-void run_firmware(CameraLink& link, int port, const FirmwarePlan& plan,
-                  const ClientOptions& options, const std::atomic<bool>& cancelled,
-                  const Deliver& deliver) {
-    auto fail = [&](const char* name, const std::string& reason) {
-        deliver(failure_document(name, plan.func, reason), link.ip, 1);
-    };
-    // Every file is checked before the first byte goes out, so that a missing
-    // file never leaves half a package on the camera.
-    for (const FirmwareUpload& u : plan.uploads) {
-        if (!readable(u.path)) return fail(kUpload, "File not found: " + u.path);
+namespace {
+
+class FirmwareRun : public std::enable_shared_from_this<FirmwareRun> {
+public:
+    FirmwareRun(CameraLink& link, TransferLoop& loop, int port, FirmwarePlan plan,
+                const ClientOptions& options, Deliver deliver, CameraDispatcher::Finished finished)
+        : link_(link),
+          loop_(loop),
+          url_(base_url(link.ip, port) + "/osc/commands/execute"),
+          plan_(std::move(plan)),
+          options_(options),
+          deliver_(std::move(deliver)),
+          finished_(std::move(finished)) {}
+
+    void start() {
+        // Every file is checked before the first byte goes out, so that a
+        // missing file never leaves half a package on the camera.
+        for (const FirmwareUpload& u : plan_.uploads) {
+            if (!readable(u.path)) return fail(kUpload, "File not found: " + u.path);
+        }
+        upload_next();
     }
-    const std::string url = base_url(link.ip, port) + "/osc/commands/execute";
-    const Limits upload{options.connect_timeout, options.upload_timeout, 1024,
-                        options.upload_stall};
-    for (const FirmwareUpload& u : plan.uploads) {
-        if (cancelled) return fail(kUpload, kRequestException);
-        const HttpResult r = link.http.post_file(url, kUpload, u.path, u.stored_name, upload);
-        if (!r.transport_ok || r.status >= 500) return fail(kUpload, kRequestException);
+
+private:
+    void upload_next() {
+        if (next_upload_ == plan_.uploads.size()) return start_update();
+        const FirmwareUpload& u = plan_.uploads[next_upload_++];
+        HttpCall call;
+        call.method = HttpCall::Method::PostFile;
+        call.url = url_;
+        call.body = kUpload;
+        call.file_path = u.path;
+        call.stored_name = u.stored_name;
+        call.limits = {options_.connect_timeout, options_.upload_timeout, 1024,
+                       options_.upload_stall};
+        send_to_camera(link_, loop_, std::move(call),
+                       [self = shared_from_this()](const HttpResult& r) { self->uploaded(r); });
+    }
+
+    void uploaded(const HttpResult& r) {
+        if (!r.transport_ok) return fail(kUpload, kRequestException, r.cause);
+        if (r.status >= 500)
+            return fail(kUpload, kRequestException, "HTTP " + std::to_string(r.status));
         if (r.status != 200) return fail(kUpload, camera_reason(r));
         // The confirmation is not JSON; the handler matches it byte for byte.
         std::string text = r.body;
         while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-        deliver(text, link.ip, 0);
+        deliver_(text, link_.ip, 0);
+        upload_next();
     }
-    if (cancelled) return fail(kUpdate, kRequestException);
-    const Limits update{options.connect_timeout, options.update_timeout, 1, options.update_stall};
-    bool finished = false;
-    const nlohmann::json body = {{"name", kUpdate}, {"parameters", plan.update}};
-    const HttpResult r =
-        link.http.post_json_lines(url, body.dump(), update, [&](const std::string& line) {
-            if (line.empty()) return;
-            if (line.find("[FW update end]") != std::string::npos ||
-                line.find("[FW update next]") != std::string::npos)
-                finished = true;
-            deliver(line, link.ip, 0);
-        });
-    if (!r.transport_ok || r.status >= 500) {
-        if (!finished) fail(kUpdate, kRequestException);
-        return;
+
+    void start_update() {
+        HttpCall call;
+        call.method = HttpCall::Method::PostJson;
+        call.url = url_;
+        call.body = nlohmann::json{{"name", kUpdate}, {"parameters", plan_.update}}.dump();
+        call.limits = {options_.connect_timeout, options_.update_timeout, 1, options_.update_stall};
+        // The lines arrive on the loop thread while the answer streams in.
+        std::weak_ptr<FirmwareRun> weak = weak_from_this();
+        call.on_line = [weak](const std::string& line) {
+            if (auto self = weak.lock()) self->relay(line);
+        };
+        send_to_camera(link_, loop_, std::move(call),
+                       [self = shared_from_this()](const HttpResult& r) { self->updated(r); });
     }
-    if (r.status != 200) return fail(kUpdate, camera_reason(r));
-    if (!finished) fail(kUpdate, kRequestException);
+
+    void relay(const std::string& line) {
+        if (line.empty()) return;
+        if (line.find("[FW update end]") != std::string::npos ||
+            line.find("[FW update next]") != std::string::npos)
+            last_line_seen_ = true;
+        deliver_(line, link_.ip, 0);
+    }
+
+    void updated(const HttpResult& r) {
+        if (!r.transport_ok || r.status >= 500) {
+            if (last_line_seen_) return end();
+            return fail(kUpdate, kRequestException,
+                        r.transport_ok ? "HTTP " + std::to_string(r.status) : r.cause);
+        }
+        if (r.status != 200) return fail(kUpdate, camera_reason(r));
+        if (!last_line_seen_)
+            return fail(kUpdate, kRequestException, "the update ended without its last line");
+        end();
+    }
+
+    void fail(const char* name, const std::string& reason, const std::string& cause = "") {
+        deliver_(failure_document(name, plan_.func, reason, cause), link_.ip, 1);
+        end();
+    }
+
+    void end() { finished_(); }
+
+    CameraLink& link_;
+    TransferLoop& loop_;
+    const std::string url_;
+    const FirmwarePlan plan_;
+    const ClientOptions& options_;
+    const Deliver deliver_;
+    const CameraDispatcher::Finished finished_;
+    std::size_t next_upload_ = 0;
+    bool last_line_seen_ = false;
+};
+
+}  // namespace
+
+CameraDispatcher::Job firmware_job(int port, FirmwarePlan plan, const ClientOptions& options,
+                                   Deliver deliver) {
+    return [port, plan = std::move(plan), &options, deliver = std::move(deliver)](
+               CameraLink& link, TransferLoop& loop,
+               const CameraDispatcher::Finished& finished) mutable {
+        std::make_shared<FirmwareRun>(link, loop, port, std::move(plan), options,
+                                      std::move(deliver), finished)
+            ->start();
+    };
 }
 
 }  // namespace oscclient

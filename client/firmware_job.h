@@ -2,13 +2,12 @@
 // relay its output lines until the last one.
 #pragma once
 
-#include <atomic>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include "client/camera_link.h"
+#include "client/camera_dispatcher.h"
 #include "client/client_options.h"
 
 namespace oscclient {
@@ -30,8 +29,9 @@ FirmwarePlan plan_1230(const std::string& func, const std::string& model,
                        const std::vector<std::string>& files);
 FirmwarePlan plan_all(const std::string& image, const std::vector<std::string>& files);
 
-void run_firmware(CameraLink& link, int port, const FirmwarePlan& plan,
-                  const ClientOptions& options, const std::atomic<bool>& cancelled,
-                  const Deliver& deliver);
+// Uploads the files one after the other, then runs the update and relays
+// its lines; each step starts from the answer to the one before.
+CameraDispatcher::Job firmware_job(int port, FirmwarePlan plan, const ClientOptions& options,
+                                   Deliver deliver);
 
 }  // namespace oscclient

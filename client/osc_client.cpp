@@ -25,8 +25,20 @@ OscClient::~OscClient() {
 }
 
 void OscClient::deliver(const std::string& text, const std::string& ip, int status) const {
-    if (const OscResponseCallback callback = osc_callback_.load())
-        callback(text.c_str(), ip.c_str(), status);
+    if (const OscResponseCallback callback = osc_callback_.load()) {
+        try {
+            callback(text.c_str(), ip.c_str(), status);
+        } catch (...) {
+            // A host callback that throws must not take the camera's queue
+            // down with it.
+        }
+    }
+}
+
+Deliver OscClient::deliverer() const {
+    return [this](const std::string& text, const std::string& ip, int status) {
+        deliver(text, ip, status);
+    };
 }
 
 void OscClient::report_camera(const std::string& entry) const {
@@ -38,12 +50,7 @@ void OscClient::report_camera(const std::string& entry) const {
 
 int OscClient::queue(const char* ip, int port, Request request) {
     if (!ip) return -1;
-    dispatcher_.submit(ip, [this, port, request = std::move(request)](CameraLink& link) {
-        run_request(link, port, request, options_,
-                    [this](const std::string& text, const std::string& camera, int status) {
-                        deliver(text, camera, status);
-                    });
-    });
+    dispatcher_.submit(ip, request_job(port, std::move(request), options_, deliverer()));
     return 0;
 }
 
@@ -57,28 +64,41 @@ int OscClient::queue_value(const char* ip, int port, const char* operation, json
 
 int OscClient::queue_failure(const char* ip, std::string text) {
     if (!ip) return -1;
-    dispatcher_.submit(
-        ip, [this, text = std::move(text)](CameraLink& link) { deliver(text, link.ip, 1); });
+    dispatcher_.submit(ip,
+                       [this, text = std::move(text)](CameraLink& link, TransferLoop&,
+                                                      const CameraDispatcher::Finished& finished) {
+                           deliver(text, link.ip, 1);
+                           finished();
+                       });
     return 0;
 }
 
 void OscClient::probe_static_cameras() {
     for (const auto& [ip, port] : parse_camera_list(options_.static_cameras)) {
-        dispatcher_.submit(ip, [this, port = port](CameraLink& link) {
-            const Limits limits{options_.connect_timeout, options_.request_timeout, 0,
-                                std::chrono::seconds(0)};
-            const HttpResult r = link.http.get(base_url(link.ip, port) + "/osc/info", limits);
-            if (!r.transport_ok || r.status != 200) return;
-            const json info = json::parse(r.body, nullptr, false);
-            if (!info.is_object()) return;
-            auto member = [&](const char* key, const std::string& fallback) {
-                return info.contains(key) && info[key].is_string() ? info[key].get<std::string>()
-                                                                   : fallback;
-            };
-            report_camera(discovery_entry(member("serialNumber", link.ip), member("model", ""),
-                                          link.ip, port));
+        dispatcher_.submit(ip, [this, port = port](CameraLink& link, TransferLoop& loop,
+                                                   const CameraDispatcher::Finished& finished) {
+            HttpCall call;
+            call.url = base_url(link.ip, port) + "/osc/info";
+            call.limits = {options_.connect_timeout, options_.request_timeout, 0,
+                           std::chrono::seconds(0)};
+            send_to_camera(link, loop, std::move(call),
+                           [this, &link, port, finished](HttpResult r) {
+                               report_info(link.ip, port, r);
+                               finished();
+                           });
         });
     }
+}
+
+void OscClient::report_info(const std::string& ip, int port, const HttpResult& r) const {
+    if (!r.transport_ok || r.status != 200) return;
+    const json info = json::parse(r.body, nullptr, false);
+    if (!info.is_object()) return;
+    auto member = [&](const char* key, const std::string& fallback) {
+        return info.contains(key) && info[key].is_string() ? info[key].get<std::string>()
+                                                           : fallback;
+    };
+    report_camera(discovery_entry(member("serialNumber", ip), member("model", ""), ip, port));
 }
 
 int OscClient::ScanDevices() {
@@ -310,12 +330,7 @@ int OscClient::GetGyroAndAccel(const char* ip, int port) {
 
 int OscClient::queue_firmware(const char* ip, int port, FirmwarePlan plan) {
     if (!ip) return -1;
-    dispatcher_.submit(ip, [this, port, plan = std::move(plan)](CameraLink& link) {
-        run_firmware(link, port, plan, options_, dispatcher_.cancelled(),
-                     [this](const std::string& text, const std::string& camera, int status) {
-                         deliver(text, camera, status);
-                     });
-    });
+    dispatcher_.submit(ip, firmware_job(port, std::move(plan), options_, deliverer()));
     return 0;
 }
 

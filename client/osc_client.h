@@ -1,6 +1,6 @@
 // The camera client: every IVeskOSC_Tendra operation queues one request (or
 // one firmware job) for its camera and returns; answers come back through the
-// registered callbacks on the I/O threads.
+// registered callbacks on the client's one transfer thread.
 #pragma once
 
 #include <atomic>
@@ -21,8 +21,8 @@ struct FirmwarePlan;
 class OscClient final : public IVeskOSC_Tendra {
 public:
     explicit OscClient(ClientOptions options);
-    // Stops discovery, drops queued requests, aborts running ones and joins
-    // every thread: no callback runs once it returns.
+    // Stops discovery, drops queued requests, ends running ones with a
+    // failure and joins every thread: no callback runs once it returns.
     ~OscClient() override;
 
     int ScanDevices() override;
@@ -102,9 +102,11 @@ private:
     int queue_fixed(const char* ip, int port, const char* operation);
     int queue_value(const char* ip, int port, const char* operation, nlohmann::json value);
     int queue_firmware(const char* ip, int port, FirmwarePlan plan);
-    // A failure found before anything is sent, still delivered on an I/O thread.
+    // A failure found before anything is sent, still delivered from the loop.
     int queue_failure(const char* ip, std::string text);
     void deliver(const std::string& text, const std::string& ip, int status) const;
+    Deliver deliverer() const;
+    void report_info(const std::string& ip, int port, const HttpResult& r) const;
     void report_camera(const std::string& entry) const;
     void probe_static_cameras();
 

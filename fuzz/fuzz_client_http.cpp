@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -24,9 +25,9 @@
 #include <nlohmann/json.hpp>
 
 #include "client/answer_shapes.h"
-#include "client/camera_link.h"
 #include "client/exchange.h"
 #include "client/request_catalog.h"
+#include "client/transfer_loop.h"
 
 namespace {
 
@@ -129,13 +130,38 @@ void check_delivery(const Request& request, const std::string& text, int status)
 
 struct Harness {
     RawServer server;
-    ClientOptions options;
-    std::atomic<bool> cancelled{false};
-    CameraLink link{"127.0.0.1", options, cancelled};
+    ClientOptions options = short_limits();
+    TransferLoop loop{options};
+    CameraLink link{"127.0.0.1", ""};
 
-    Harness() {
-        options.connect_timeout = std::chrono::milliseconds(200);
-        options.request_timeout = std::chrono::milliseconds(1000);
+    static ClientOptions short_limits() {
+        ClientOptions o;
+        o.connect_timeout = std::chrono::milliseconds(200);
+        o.request_timeout = std::chrono::milliseconds(1000);
+        return o;
+    }
+
+    // Runs the job on the client's loop and waits until it has finished.
+    void run(CameraDispatcher::Job job) {
+        std::promise<void> finished;
+        loop.post([&] { job(link, loop, [&] { finished.set_value(); }); });
+        finished.get_future().wait();
+    }
+
+    // Streams the answer line by line, as a firmware update's is read.
+    std::size_t stream_lines(const Request& request) {
+        HttpCall call;
+        call.method = HttpCall::Method::PostJson;
+        call.url = base_url("127.0.0.1", server.port()) + request.path;
+        call.body = request.body.dump();
+        call.limits = {options.connect_timeout, options.request_timeout, 0,
+                       std::chrono::seconds(0)};
+        std::size_t bytes = 0;
+        call.on_line = [&bytes](const std::string& line) { bytes += line.size(); };
+        std::promise<void> done;
+        loop.post([&] { loop.start(std::move(call), [&](HttpResult) { done.set_value(); }); });
+        done.get_future().wait();
+        return bytes;
     }
 };
 
@@ -149,28 +175,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool line_stream = (data[1] & 1) != 0;
     if ((data[1] & 2) != 0) {
         harness->server.answer_with(kPlainAnswer);
-        run_request(harness->link, harness->server.port(), *request, harness->options,
-                    [](const std::string&, const std::string&, int) {});
+        harness->run(request_job(harness->server.port(), *request, harness->options,
+                                 [](const std::string&, const std::string&, int) {}));
     }
     harness->server.answer_with(std::string(reinterpret_cast<const char*>(data + 2), size - 2));
 
-    int deliveries = 0;
     if (line_stream) {
-        const Limits limits{harness->options.connect_timeout, harness->options.request_timeout, 0,
-                            std::chrono::seconds(0)};
-        const std::string url = base_url("127.0.0.1", harness->server.port()) + request->path;
-        std::size_t bytes = 0;
-        harness->link.http.post_json_lines(url, request->body.dump(), limits,
-                                           [&](const std::string& line) { bytes += line.size(); });
-        if (bytes > size) __builtin_trap();  // lines come only from the answer
+        // Lines come only from the answer.
+        if (harness->stream_lines(*request) > size) __builtin_trap();
         return 0;
     }
-    run_request(harness->link, harness->server.port(), *request, harness->options,
-                [&](const std::string& text, const std::string& ip, int status) {
-                    ++deliveries;
-                    if (ip != "127.0.0.1") __builtin_trap();
-                    check_delivery(*request, text, status);
-                });
+    int deliveries = 0;
+    harness->run(request_job(harness->server.port(), *request, harness->options,
+                             [&](const std::string& text, const std::string& ip, int status) {
+                                 ++deliveries;
+                                 if (ip != "127.0.0.1") __builtin_trap();
+                                 check_delivery(*request, text, status);
+                             }));
     if (deliveries != 1) __builtin_trap();
     return 0;
 }
