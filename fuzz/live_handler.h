@@ -37,12 +37,12 @@ public:
     LiveHandler(const LiveHandler&) = delete;
     LiveHandler& operator=(const LiveHandler&) = delete;
 
-    ClientDouble& client() { return client_; }
+    DoubleState& client() { return *client_; }
 
     // The double keeps every call in its log; clear it now and then so that a
     // long run does not grow without bound.
     void after_input() {
-        if (++inputs_ % 512 == 0) client_.clear();
+        if (++inputs_ % 512 == 0) client_->clear();
     }
 
 private:

@@ -42,34 +42,39 @@ std::vector<std::string> Recorder::wait_entries(std::size_t count,
     return entries_;
 }
 
-std::vector<Answer> Recorder::answers() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return answers_;
-}
-
 void record_answer(const char* text, const char* ip, int status) {
     Recorder::get().add({text, ip, status});
 }
 
-void record_entries(const char** entries, int count) {
-    Recorder::get().add_entries(entries, count);
-}
-
 oscclient::ClientOptions test_options() {
     oscclient::ClientOptions o;
-    o.connect_timeout = std::chrono::milliseconds(500);
-    o.request_timeout = std::chrono::milliseconds(1500);
+    o.connect_timeout = 500ms;
+    o.request_timeout = 1500ms;
     o.update_stall = std::chrono::seconds(5);
     o.dns_sd = false;
     return o;
 }
 
+::testing::AssertionResult has_members(const nlohmann::json& actual,
+                                       const nlohmann::json& expected) {
+    if (!expected.is_object()) {
+        if (actual == expected) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << actual.dump() << " != " << expected.dump();
+    }
+    for (const auto& [key, value] : expected.items()) {
+        if (!actual.is_object() || !actual.contains(key))
+            return ::testing::AssertionFailure() << "no \"" << key << "\" in " << actual.dump();
+        if (auto inner = has_members(actual[key], value); !inner) return inner << " at " << key;
+    }
+    return ::testing::AssertionSuccess();
+}
+
 void ClientTest::SetUp() {
     Recorder::get().reset();
     oscsim::SimConfig config;
-    config.reboot_downtime = std::chrono::milliseconds(300);
-    config.update_step = std::chrono::milliseconds(5);
-    config.capture_time = std::chrono::milliseconds(100);
+    config.reboot_downtime = 300ms;
+    config.update_step = 5ms;
+    config.capture_time = 100ms;
     sim = start_camera(config);
     make_client();
 }
@@ -90,7 +95,8 @@ void ClientTest::make_client(oscclient::ClientOptions options) {
     client.reset();
     client = std::make_unique<oscclient::OscClient>(std::move(options));
     client->SetOscCallback(record_answer);
-    client->SetMdnsCallback(record_entries);
+    client->SetMdnsCallback(
+        [](const char** entries, int count) { Recorder::get().add_entries(entries, count); });
 }
 
 Answer ClientTest::one_answer() {

@@ -18,11 +18,13 @@
 
 namespace osctest {
 
+using namespace std::chrono_literals;
+
 struct Answer {
     std::string text;
     std::string ip;
     int status;
-    nlohmann::json doc() const { return nlohmann::json::parse(text); }
+    nlohmann::json doc() const { return nlohmann::json::parse(text, nullptr, false); }
 };
 
 // The callbacks carry no user pointer, so one recorder serves every test.
@@ -33,11 +35,8 @@ public:
     void add(Answer answer);
     void add_entries(const char** entries, int count);
     // Waits (up to `limit`) until `count` answers have arrived; returns them.
-    std::vector<Answer> wait_answers(std::size_t count,
-                                     std::chrono::milliseconds limit = std::chrono::seconds(8));
-    std::vector<std::string> wait_entries(
-        std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(8));
-    std::vector<Answer> answers();
+    std::vector<Answer> wait_answers(std::size_t count, std::chrono::milliseconds limit = 8s);
+    std::vector<std::string> wait_entries(std::size_t count, std::chrono::milliseconds limit = 8s);
 
 private:
     std::mutex mutex_;
@@ -47,10 +46,13 @@ private:
 };
 
 void record_answer(const char* text, const char* ip, int status);
-void record_entries(const char** entries, int count);
 
 // Short timeouts: every failure still arrives within a test's patience.
 oscclient::ClientOptions test_options();
+
+// Whether `actual` holds every member of `expected`, recursively.
+::testing::AssertionResult has_members(const nlohmann::json& actual,
+                                       const nlohmann::json& expected);
 
 class ClientTest : public ::testing::Test {
 protected:

@@ -47,25 +47,6 @@ protected:
     }
 };
 
-TEST_F(Discovery, StaticListNamesTheCamerasThatAnswer) {
-    auto& camera = start_camera(71);
-    const std::string entry = camera.host() + ":" + std::to_string(camera.port()) + ";";
-    // 127.0.0.72 has no camera: it must not be listed.
-    const std::string cameras = camera.host() + ":" + std::to_string(camera.port()) +
-                                ",127.0.0.72:" + std::to_string(camera.port());
-    setenv("OSC_STATIC_CAMERAS", cameras.c_str(), 1);
-    setenv("OSC_DISCOVERY", "static", 1);
-    load_handler();
-
-    ScanSupportDevices();
-    EXPECT_TRUE(wait_for([&] { return listed(entry); })) << "no device list with " << entry;
-    EXPECT_FALSE(listed("127.0.0.72:"));
-
-    // A listed camera has a worker: commands reach it.
-    SetBrightness(camera.host().c_str(), camera.port(), 55);
-    EXPECT_TRUE(wait_result(camera.host(), "SetBrightness").ok);
-}
-
 TEST_F(Discovery, DnsSdFindsAnAdvertisedCamera) {
     if (!loopback_avahi_running()) {
         GTEST_SKIP() << "no Avahi daemon confined to lo; scripts/test starts one "

@@ -1,13 +1,15 @@
-// Records every host callback of the handler, for tests. Callbacks are plain C
-// function pointers, so the recorder is one process-wide instance.
+// Records every host callback of the handler, typed and as one text line per
+// event. Callbacks are plain C function pointers, so there is one recorder.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IVeskOSCHandlerInst.h"
@@ -21,14 +23,6 @@ struct CommandResult {
     }
 };
 
-struct HealthReport {
-    std::string ip;
-    bool process_ok = false;
-    float cpu = 0, memory = 0;
-    bool in_preview = false;
-    int mode = 0;
-};
-
 struct ProgressReport {
     std::string ip, text;
     int percent = 0;
@@ -36,129 +30,121 @@ struct ProgressReport {
 
 class HostEvents {
 public:
+    using Flag = std::pair<std::string, bool>;
+    using Document = std::pair<std::string, std::string>;  // ip, JSON
     static HostEvents& instance() {
         static HostEvents events;
         return events;
     }
-
-    void clear() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        results_.clear();
-        parameters_.clear();
-        device_lists_.clear();
-        health_.clear();
-        uploads_.clear();
-        progress_.clear();
-        reboots_.clear();
-        logs_.clear();
-    }
-
-    // Installs every callback on the current handler.
     static void install() {
         SetDataCallback(&on_device_list, &on_parameters, &on_result, &on_health);
         SetFWUpdateCallback(&on_upload, &on_progress);
         SetRebootStateCallback(&on_reboot);
         SetLogCallback(&on_log);
     }
-
-    template <class T>
-    using Snapshot = std::vector<T>;
-
-    Snapshot<CommandResult> results() const { return copy(results_); }
-    Snapshot<std::pair<std::string, std::string>> parameters() const { return copy(parameters_); }
-    Snapshot<std::string> device_lists() const { return copy(device_lists_); }
-    Snapshot<HealthReport> health() const { return copy(health_); }
-    Snapshot<std::pair<std::string, bool>> uploads() const { return copy(uploads_); }
-    Snapshot<ProgressReport> progress() const { return copy(progress_); }
-    Snapshot<std::pair<std::string, bool>> reboots() const { return copy(reboots_); }
-    Snapshot<std::string> logs() const { return copy(logs_); }
-
-    bool has_log(const std::string& line) const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        for (const auto& l : logs_) {
-            if (l == line) return true;
-        }
-        return false;
+    void clear() {
+        std::lock_guard<std::mutex> lock(mutex());
+        *this = HostEvents();
     }
 
-    size_t count_log(const std::string& line) const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        size_t n = 0;
-        for (const auto& l : logs_) n += l == line ? 1 : 0;
-        return n;
+    // "result 10.0.0.5 SetBrightness ok <message>", "log <line>", ...: every event in order.
+    std::vector<std::string> lines() const { return copy(&HostEvents::lines_); }
+    std::vector<CommandResult> results() const { return copy(&HostEvents::results_); }
+    std::vector<Document> parameters() const { return copy(&HostEvents::parameters_); }
+    std::vector<std::string> device_lists() const { return copy(&HostEvents::device_lists_); }
+    std::vector<ProgressReport> progress() const { return copy(&HostEvents::progress_); }
+    std::vector<Flag> uploads() const { return copy(&HostEvents::uploads_); }
+    std::vector<Flag> reboots() const { return copy(&HostEvents::reboots_); }
+    std::vector<std::string> logs() const { return copy(&HostEvents::logs_); }
+    bool has_line(const std::string& line) const {
+        const std::vector<std::string> all = lines();
+        return std::find(all.begin(), all.end(), line) != all.end();
     }
 
-    // Waits until pred() holds (checked after every event), or the timeout.
+    // Waits until pred() holds, checked after every event, or the timeout.
     bool wait_for(const std::function<bool()>& pred,
-                  std::chrono::milliseconds timeout = std::chrono::milliseconds(5000)) {
+                  std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (true) {
-            std::uint64_t seen;
-            {
-                std::lock_guard<std::mutex> lock(mutex_);
-                seen = generation_;
-            }
+        std::unique_lock<std::mutex> lock(mutex());
+        for (;;) {
+            const unsigned long seen = generation_;
+            lock.unlock();
             if (pred()) return true;
-            std::unique_lock<std::mutex> lock(mutex_);
-            // An event between pred() and here bumped the generation.
-            if (!changed_.wait_until(lock, deadline, [&] { return generation_ != seen; })) {
+            lock.lock();
+            // An event between pred() and here has bumped the generation.
+            if (!changed().wait_until(lock, deadline, [&] { return generation_ != seen; })) {
                 lock.unlock();
                 return pred();
             }
         }
     }
+    bool wait_for_line(const std::string& line) {
+        return wait_for([&] { return has_line(line); });
+    }
 
 private:
-    template <class T>
-    std::vector<T> copy(const std::vector<T>& v) const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return v;
+    static std::mutex& mutex() {
+        static std::mutex m;
+        return m;
     }
-
+    static std::condition_variable& changed() {
+        static std::condition_variable c;
+        return c;
+    }
     template <class T>
-    void add(std::vector<T>& v, T value) {
+    T copy(T HostEvents::*member) const {
+        std::lock_guard<std::mutex> lock(mutex());
+        return this->*member;
+    }
+    template <class T>
+    static void add(std::vector<T> HostEvents::*member, T value, std::string line) {
         {
-            std::lock_guard<std::mutex> lock(mutex_);
-            v.push_back(std::move(value));
-            ++generation_;
+            std::lock_guard<std::mutex> lock(mutex());
+            (instance().*member).push_back(std::move(value));
+            instance().lines_.push_back(std::move(line));
+            ++instance().generation_;
         }
-        changed_.notify_all();
+        changed().notify_all();
     }
+    static std::string flag(bool b) { return b ? "true" : "false"; }
 
     static void on_device_list(const char* list) {
-        instance().add(instance().device_lists_, std::string(list));
+        add(&HostEvents::device_lists_, std::string(list), std::string("devices ") + list);
     }
     static void on_parameters(const char* ip, const char* json) {
-        instance().add(instance().parameters_, std::make_pair(std::string(ip), std::string(json)));
+        add(&HostEvents::parameters_, Document(ip, json), std::string("params ") + ip + " " + json);
     }
     static void on_result(const char* ip, const char* command, bool ok, const char* message) {
-        instance().add(instance().results_, CommandResult{ip, command, ok, message});
+        add(&HostEvents::results_, CommandResult{ip, command, ok, message},
+            std::string("result ") + ip + " " + command + (ok ? " ok " : " failed ") + message);
     }
-    static void on_health(const char* ip, bool process_ok, float cpu, float memory, bool in_preview,
+    static void on_health(const char* ip, bool process_ok, float cpu, float memory, bool preview,
                           int mode) {
-        instance().add(instance().health_,
-                       HealthReport{ip, process_ok, cpu, memory, in_preview, mode});
+        char text[160];
+        std::snprintf(text, sizeof text, "health %s %d %g %g %d %d", ip, process_ok, cpu, memory,
+                      preview, mode);
+        add(&HostEvents::health_, 0, text);
     }
     static void on_upload(const char* ip, bool ok) {
-        instance().add(instance().uploads_, std::make_pair(std::string(ip), ok));
+        add(&HostEvents::uploads_, Flag(ip, ok), std::string("upload ") + ip + " " + flag(ok));
     }
     static void on_progress(const char* ip, const char* text, int value) {
-        instance().add(instance().progress_, ProgressReport{ip, text, value});
+        add(&HostEvents::progress_, ProgressReport{ip, text, value},
+            std::string("progress ") + ip + " " + std::to_string(value) + " " + text);
     }
     static void on_reboot(const char* ip, bool state) {
-        instance().add(instance().reboots_, std::make_pair(std::string(ip), state));
+        add(&HostEvents::reboots_, Flag(ip, state),
+            std::string("reboot ") + ip + " " + flag(state));
     }
-    static void on_log(const char* line) { instance().add(instance().logs_, std::string(line)); }
+    static void on_log(const char* line) {
+        add(&HostEvents::logs_, std::string(line), std::string("log ") + line);
+    }
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    std::uint64_t generation_ = 0;
+    unsigned long generation_ = 0;
+    std::vector<std::string> lines_, device_lists_, logs_;
     std::vector<CommandResult> results_;
-    std::vector<std::pair<std::string, std::string>> parameters_;
-    std::vector<std::string> device_lists_;
-    std::vector<HealthReport> health_;
-    std::vector<std::pair<std::string, bool>> uploads_;
+    std::vector<Document> parameters_;
     std::vector<ProgressReport> progress_;
-    std::vector<std::pair<std::string, bool>> reboots_;
-    std::vector<std::string> logs_;
+    std::vector<Flag> uploads_, reboots_;
+    std::vector<int> health_;  // read as text lines only
 };

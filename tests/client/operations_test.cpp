@@ -1,0 +1,267 @@
+// Every client operation, run in order against one simulated camera: the one
+// request the camera received, the answer handed over and the camera's change.
+// Later rows read back what earlier rows set.
+#include <functional>
+#include <thread>
+
+#include "client_harness.h"
+
+namespace osctest {
+namespace {
+
+using nlohmann::json;
+using C = oscclient::OscClient;
+
+// A row's call as text (for the trace) and as code, on the test's camera.
+#define OP(call) #call, [](C & c, const char* ip, int p) { return c.call; }
+
+// An answer with a "state" text ("done") is expected whole, any other by the
+// members given; one with a reason is a failure.
+struct Operation {
+    const char* call_text;
+    std::function<int(C&, const char*, int)> call;
+    json answer;
+    const char* changed = nullptr;  // JSON pointer into the camera's snapshot ...
+    json value = nullptr;           // ... and the value found there afterwards
+    const char* command = nullptr;  // what the camera received, when not answer["name"]
+};
+
+json set_ok(const char* func) {
+    return {{"name", "camera.setOptions"}, {"state", "done"}, {"func", func}};
+}
+json read_back(const char* option, json value) {
+    return {{"name", "camera.getOptions"},
+            {"state", "done"},
+            {"results", {{"options", {{option, std::move(value)}}}}}};
+}
+json lines(const char* func, json response) {
+    return {{"name", "camera._cmdLine"}, {"func", func}, {"results", {{"response", response}}}};
+}
+json health(const char* func, json options) {
+    return {{"name", "camera._cmdLine"}, {"func", func}, {"results", {{"options", options}}}};
+}
+
+video_layout_format one_region_layout() {
+    video_layout_format layout{};
+    layout.srcWidth = 3840;
+    layout.srcHeight = 1920;
+    layout.dstWidth = 1280;
+    layout.dstHeight = 720;
+    layout.roiNum = 1;
+    layout.roiParam[0] = {10, 20, 300, 400, 0, 0, 1280, 720, 1};
+    layout.roiParam[1] = {1, 1, 1, 1, 1, 1, 1, 1, 1};  // beyond roiNum: not sent
+    return layout;
+}
+
+std::vector<Operation> session(int port) {
+    return {
+        {OP(SetBrightness(ip, 7, p)), set_ok("SetBrightness"), "/options/_brightness", 7},
+        {OP(SetContrast(ip, 61, p)), set_ok("SetContrast"), "/options/_contrast", 61},
+        {OP(SetSaturation(ip, 33, p)), set_ok("SetSaturation"), "/options/_saturation", 33},
+        {OP(SetAWB(ip, 4200, p)), set_ok("SetAWB"), "/options/_awb", 4200},
+        {OP(SetAutoAWB(ip, 0, p)), set_ok("SetAutoAWB"), "/options/_autoAwb", 0},
+        {OP(SetSharpness(ip, 80, p)), set_ok("SetSharpness"), "/options/_sharpness", 80},
+        {OP(SetAntiFlicker(ip, 2, p)), set_ok("SetAntiFlicker"), "/options/_antiflicker", 2},
+        {OP(SetBitrate(ip, 6000, p)), set_ok("SetBitrate"), "/options/_fileFormatPreview/0/qp",
+         "qp(22,45);rc(6000000,60)"},
+        {OP(GetQPpreview(ip, p)), lines("GetQpPreview", {"6000000 60 22 45"})},
+        {OP(SetImrxMode(ip, 3, p)), set_ok("SetImrxMode"), "/options/_imrxMode", 3},
+        {OP(GetImrxMode(ip, p)), read_back("_imrxMode", 3)},
+        {OP(SetCameraPlacement(ip, true, p)), set_ok("SetCameraPlacement"),
+         "/options/_cameraPlacement", 1},
+        {OP(GetCameraPlacement(ip, p)), read_back("_cameraPlacement", 1)},
+        {OP(SetHDRValue(ip, 2, p)), set_ok("SetHDR"), "/options/hdr", 2},
+        {OP(GetHdr(ip, p)), read_back("hdr", 2)},
+        {OP(SetWDRValue(ip, 3, p)), set_ok("SetWDR"), "/options/_wdr", 3},
+        {OP(GetWdr(ip, p)), read_back("_wdr", 3)},
+        {OP(SetTiltShift(ip, -4, p)), set_ok("SetTillShift"), "/options/_tiltShift", -4},
+        {OP(SetAuthEnable(ip, true, p)), set_ok("SetAuthEnable"), "/options/_authEnable", true},
+        {OP(GetAuthEnable(ip, p)), lines("GetAuthEnable", {"1"})},
+        {OP(EnableGyro(ip, p)), set_ok("GyroEnable"), "/options/_gyro", true},
+        {OP(GetGyroAndAccel(ip, p)), {{"name", "camera._cmdLine"}, {"func", "GetGyroAndAccel"}}},
+        {OP(DisableGyro(ip, p)), set_ok("DisableGyro"), "/options/_gyro", false},
+        {OP(SetSyslogEnable(ip, "127.0.0.9", 5514, 1, p)),
+         set_ok("SetSyslogEnable"),
+         "/options/_syslog",
+         {{"enable", true}, {"server", "127.0.0.9"}, {"port", 5514}}},
+        {OP(GetSyslogEnable(ip, p)), lines("GetSyslogSettings", {"1", "5514", "127.0.0.9"})},
+        {OP(SetStaticIp(ip, "127.0.0.20", "127.0.0.254", "255.255.255.0", p)),
+         set_ok("SetStaticIp"), "/options/_network/address", "127.0.0.20"},
+        {OP(GetNetSetting(ip, p)),
+         lines("GetEthernetSettings", {"static", "127.0.0.20", "255.255.255.0", "127.0.0.254"})},
+        {OP(SetDhcp(ip, p)), set_ok("SetDhcp"), "/options/_network/mode", "dhcp"},
+        {OP(SetStreamParam(ip, 5760, 2880, 0, 15, p)), set_ok("SetFormat"),
+         "/options/_fileFormatPreview/0/width", 5760},
+        {OP(SetMainStreamFormat(ip, 3840, 1920, 0, 25, 25, 8000, 50, p)), set_ok("SetFormat"),
+         "/options/_fileFormatPreview/0/qp", "qp(22,45);rc(8000000,50)"},
+        {OP(SetROI(ip, p, one_region_layout())),
+         set_ok("SetROI"),
+         "/options/_roi/roiParam/0",
+         {{"srcX", 10},
+          {"srcY", 20},
+          {"srcW", 300},
+          {"srcH", 400},
+          {"dstX", 0},
+          {"dstY", 0},
+          {"dstW", 1280},
+          {"dstH", 720},
+          {"projection", 1}}},
+        {OP(GetROI(ip, p)),
+         {{"name", "camera.getOptions"},
+          {"results", {{"options", {{"_roi", {{"roiNum", 1}, {"dstWidth", 1280}}}}}}}}},
+        {OP(SetROI_Json(ip, R"({"srcWidth":3840,"roiNum":0,"roiParam":[]})", p)), set_ok("SetROI"),
+         "/options/_roi/roiNum", 0},
+        {OP(GetServicePorts(ip, p)),
+         read_back("_servicePort", {{"http", port}, {"https", 443}, {"rtsp", 554}})},
+        {OP(GetCameraName(ip, p)), read_back("_cameraName", "camera-1")},
+        {OP(GetUpdateProgress(ip, p)),
+         read_back("_updateStatus", {{"progress", 0}, {"target", ""}, {"description", "idle"}})},
+        {OP(GetOptionsAll(ip, p)),
+         {{"name", "camera.getOptions"},
+          {"results",
+           {{"options",
+             {{"_brightness", 7},
+              {"_brightnessSupport", {{"min", 0}, {"max", 100}}},
+              {"_imrxVersion", {{"AST1220", "AST107_20240115"}}}}}}}}},
+        {OP(GetFwVer1220ByIp(ip, p)), lines("GetFwVer1220", {"AST107_20240115"})},
+        {OP(GetFwVer1220_1230(ip, p)),
+         read_back("_imrxVersion",
+                   {{"AST1220", "AST107_20240115"}, {"AST1235", "AST1235_Q07261_2.4.1"}}),
+         nullptr, nullptr, "camera._cmdLine"},
+        {OP(GetProcessList(ip, p)), health("GetProcessList", {{"ProcessList", {{"state", "OK"}}}})},
+        {OP(GetCpuUsage(ip, p)), health("GetCpuUsage", {{"CpuUsage", {{"CPU used", 42.5}}}})},
+        {OP(GetMemoryUsage(ip, p)),
+         {{"name", "camera._cmdLine"},
+          {"func", "GetMemoryUsage"},
+          {"results", {{"options", {{"MemoryUsage", json::object()}}}}}}},
+        {OP(GetAst1230UsbList(ip, p)),
+         {{"name", "camera._cmdLine"}, {"func", "GetAst1230UsbList"}}},
+        {OP(AstParamRwSave(ip, p)), lines("AstParamRwSave", {"saved"}), "/saved_options/_contrast",
+         61},
+        {OP(SendCmdLine(ip, "frobnicate now", p)),
+         lines("SendCmdLine", {"sh: frobnicate: not found"})},
+        {OP(GetInfo(ip, p)),
+         {{"manufaturer", "OSC Camera Simulator"},
+          {"_chipId", "0x7a3c0001"},
+          {"model", "Q07261"},
+          {"serialNumber", "SIM0001"}},
+         nullptr,
+         nullptr,
+         "GET /osc/info"},
+        {OP(StartStreaming(ip, p)),
+         {{"name", "camera._getLivePreview"}, {"state", "done"}},
+         "/streaming",
+         true},
+        {OP(GetCameraState(ip, p)),
+         {{"name", "state"},
+          {"state",
+           {{"imrxMode", 3}, {"mode", {"inPreview"}}, {"ProcessList", {{"state", "OK"}}}}}},
+         nullptr,
+         nullptr,
+         "POST /osc/state"},
+        {OP(StopStreaming(ip, p)), {{"name", "camera._stopLivePreview"}}, "/streaming", false},
+        {OP(SetBrightness(ip, 1000, p)),
+         {{"name", "camera.setOptions"},
+          {"func", "SetBrightness"},
+          {"reason", "_brightness out of range"}},
+         "/options/_brightness",
+         7},
+        {OP(GetCaptureStatus(ip, p)),
+         {{"name", "camera.startCapture"},
+          {"func", "GetCaptureStatus"},
+          {"reason", "unknown command id "}},
+         nullptr,
+         nullptr,
+         "POST /osc/commands/status"},
+        // Last: the camera moves to its new HTTP port once it has answered.
+        {OP(SetCameraPorts(ip, 8081, 8443, 8554, p)),
+         set_ok("SetServicePorts"),
+         "/options/_servicePort",
+         {{"http", 8081}, {"https", 8443}, {"rtsp", 8554}}},
+    };
+}
+
+std::string received(const oscsim::LoggedRequest& r) {
+    return r.command.empty() ? r.method + " " + r.path : r.command;
+}
+
+TEST_F(ClientTest, EveryOperationSendsOneRequestAndHandsOverItsAnswer) {
+    sim->update_state([](oscsim::CameraState& s) { s.cpu_used = 42.5; });
+    for (const Operation& op : session(port())) {
+        SCOPED_TRACE(op.call_text);
+        Recorder::get().reset();
+        sim->clear_requests();
+        ASSERT_EQ(op.call(*client, ip(), port()), 0);
+        const Answer a = one_answer();
+        EXPECT_EQ(a.status, op.answer.contains("reason") ? 1 : 0);
+        EXPECT_EQ(a.ip, ip());
+        if (op.answer.contains("state") && op.answer["state"].is_string()) {
+            EXPECT_EQ(a.doc(), op.answer);
+        } else {
+            EXPECT_TRUE(has_members(a.doc(), op.answer));
+        }
+        const auto requests = sim->requests();
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(received(requests[0]), op.command ? op.command : op.answer.value("name", ""));
+        if (op.changed) {
+            EXPECT_EQ(sim->snapshot().at(json::json_pointer(op.changed)), op.value);
+        }
+    }
+}
+
+TEST_F(ClientTest, CaptureStatusAsksForTheLatestCapture) {
+    client->TakeScreenShot(ip(), port());
+    const json started = one_answer().doc();
+    EXPECT_TRUE(
+        has_members(started, {{"name", "camera.startCapture"}, {"func", "TakeSrcScreenShotByIp"}}));
+    ASSERT_TRUE(started["id"].is_number_integer()) << started;
+    const std::string id = std::to_string(started["id"].get<long long>());
+    json last = json::object();
+    for (std::size_t polls = 1; polls <= 40 && last.value("state", "") != "done"; ++polls) {
+        std::this_thread::sleep_for(20ms);
+        client->GetCaptureStatus(ip(), port());
+        const auto answers = Recorder::get().wait_answers(1 + polls);
+        ASSERT_EQ(answers.size(), 1 + polls);
+        last = answers.back().doc();
+        EXPECT_TRUE(has_members(last, {{"func", "GetCaptureStatus"}, {"id", id}}));
+    }
+    EXPECT_EQ(last["state"], "done");
+    EXPECT_EQ(json::parse(sim->requests().back().body), (json{{"id", id}}));
+}
+
+TEST_F(ClientTest, RoiTextThatIsNotJsonFailsWithoutARequest) {
+    client->SetROI_Json(ip(), "{not json", port());
+    const Answer a = one_answer();
+    EXPECT_EQ(a.status, 1);
+    EXPECT_EQ(
+        a.doc(),
+        (json{{"name", "camera.setOptions"}, {"func", "SetROI"}, {"reason", "Invalid ROI JSON"}}));
+    EXPECT_TRUE(sim->requests().empty());
+}
+
+TEST_F(ClientTest, RebootAnswersThenTheCameraIsAwayAndComesBackUnsaved) {
+    client->SetSharpness(ip(), 90, port());
+    client->Reboot(ip(), port());
+    auto answers = Recorder::get().wait_answers(2);
+    ASSERT_EQ(answers.size(), 2u);
+    EXPECT_EQ(answers[1].doc(), (json{{"name", "reboot"}, {"state", "done"}}));
+    bool away = false;
+    bool back = false;
+    for (std::size_t n = 3; !back && n < 200; ++n) {
+        client->GetCameraName(ip(), port());
+        answers = Recorder::get().wait_answers(n);
+        ASSERT_EQ(answers.size(), n);
+        back = answers.back().status == 0;
+        if (!back) {
+            away = true;
+            EXPECT_EQ(answers.back().doc()["reason"], "Request exception");
+            std::this_thread::sleep_for(20ms);
+        }
+    }
+    EXPECT_TRUE(away);
+    EXPECT_TRUE(back);
+    EXPECT_EQ(sim->snapshot()["options"]["_sharpness"], 50);
+}
+
+}  // namespace
+}  // namespace osctest

@@ -1,0 +1,182 @@
+// The transport: order and one kept-alive connection per camera, every camera
+// in flight at once, cameras that close connections or ask for credentials,
+// and release with exchanges in flight.
+#include <atomic>
+#include <thread>
+
+#include "client_harness.h"
+
+namespace osctest {
+namespace {
+
+using nlohmann::json;
+
+bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit = 8s) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(5ms);
+    }
+    return true;
+}
+
+TEST_F(ClientTest, OneCameraGetsItsRequestsInOrderOverOneConnection) {
+    constexpr int kCount = 40;
+    for (int i = 0; i < kCount; ++i) {
+        if (i % 2 == 0) {
+            client->SetBrightness(ip(), i, port());
+        } else {
+            client->GetCameraName(ip(), port());
+        }
+    }
+    const auto answers = Recorder::get().wait_answers(kCount);
+    ASSERT_EQ(answers.size(), std::size_t{kCount});
+    const auto requests = sim->requests();
+    ASSERT_EQ(requests.size(), std::size_t{kCount});
+    for (int i = 0; i < kCount; ++i) {
+        EXPECT_EQ(answers[i].doc()["name"], i % 2 == 0 ? "camera.setOptions" : "camera.getOptions");
+        if (i % 2 == 0) {
+            EXPECT_EQ(json::parse(requests[i].body)["parameters"]["options"]["_brightness"], i);
+        }
+        EXPECT_EQ(requests[i].client_port, requests[0].client_port) << "new connection at " << i;
+    }
+}
+
+TEST_F(ClientTest, EveryCameraHasItsRequestInFlightAtOnce) {
+    // Each camera holds its request until all of them have one: a client with
+    // fewer exchanges in flight than cameras never gets there.
+    constexpr int kCameras = 24;
+    oscsim::Faults hold;
+    hold.never_answer = true;
+    std::vector<std::unique_ptr<oscsim::CameraSim>> cameras;
+    for (int i = 0; i < kCameras; ++i) {
+        oscsim::SimConfig c;
+        c.host = "127.0.0." + std::to_string(i + 2);
+        cameras.push_back(start_camera(c));
+        cameras.back()->set_faults(hold);
+        client->GetHdr(cameras.back()->host().c_str(), cameras.back()->port());
+    }
+    EXPECT_TRUE(eventually([&] {
+        for (auto& c : cameras)
+            if (c->requests().empty()) return false;
+        return true;
+    }));
+    for (auto& c : cameras) c->set_faults({});
+    const auto answers = Recorder::get().wait_answers(kCameras);
+    ASSERT_EQ(answers.size(), std::size_t{kCameras});
+    for (const Answer& a : answers) EXPECT_EQ(a.status, 0) << a.text;
+    client.reset();
+}
+
+TEST_F(ClientTest, ACameraThatClosesIdleConnectionsStillGetsEachRequestOnce) {
+    oscsim::SimConfig config;
+    config.host = "127.0.0.2";
+    config.keep_alive = std::chrono::seconds(0);
+    auto closing = start_camera(config);
+    constexpr std::size_t kCount = 12;
+    for (std::size_t i = 1; i <= kCount; ++i) {
+        client->SetContrast(closing->host().c_str(), static_cast<int>(i), closing->port());
+        const auto answers = Recorder::get().wait_answers(i);
+        ASSERT_EQ(answers.size(), i);
+        EXPECT_EQ(answers.back().status, 0) << answers.back().text;
+        std::this_thread::sleep_for(10ms);  // the camera has closed by now
+    }
+    EXPECT_EQ(closing->requests().size(), kCount);
+    client.reset();
+}
+
+struct Credentials {
+    const char* name;
+    const char* camera_password;  // the camera asks for user "admin" with this
+    const char* client_user;
+    const char* client_password;
+    int status;
+    const char* reason;
+    // Requests that only got a challenge: the first goes out without
+    // credentials, and libcurl opens each authenticated one with an empty one.
+    std::size_t challenges;
+};
+
+TEST_F(ClientTest, DigestAuthenticationOneAnswerPerRequest) {
+    const Credentials cases[] = {
+        {"right password", "secret", "admin", "secret", 0, nullptr, 2},
+        {"wrong password", "secret", "admin", "guess", 1, "Authentication failed", 3},
+        {"no credentials", "secret", "", "", 1, "Authentication failed", 1},
+    };
+    for (const Credentials& c : cases) {
+        SCOPED_TRACE(c.name);
+        Recorder::get().reset();
+        oscsim::SimConfig config;
+        config.host = "127.0.0.2";
+        config.user = "admin";
+        config.password = c.camera_password;
+        auto camera = start_camera(config);
+        oscclient::ClientOptions options = test_options();
+        options.user = c.client_user;
+        options.password = c.client_password;
+        make_client(options);
+        client->SetSaturation(camera->host().c_str(), 44, camera->port());
+        const Answer a = one_answer();
+        EXPECT_EQ(a.status, c.status) << a.text;
+        if (c.reason) {
+            EXPECT_EQ(a.doc()["reason"], c.reason);
+        }
+        std::size_t challenges = 0;
+        for (const auto& r : camera->requests()) challenges += r.challenged ? 1 : 0;
+        EXPECT_EQ(challenges, c.challenges);
+        EXPECT_EQ(camera->requests().size() - challenges, c.status == 0 ? 1u : 0u);
+        EXPECT_EQ(camera->snapshot()["options"]["_saturation"], c.status == 0 ? 44 : 50);
+        client.reset();
+    }
+}
+
+std::atomic<int> g_answers{0};
+std::atomic<bool> g_in_callback{false};
+std::atomic<bool> g_released{false};
+std::atomic<int> g_after_release{0};
+
+void slow_callback(const char* text, const char* ip, int status) {
+    if (g_released) ++g_after_release;
+    g_in_callback = true;
+    std::this_thread::sleep_for(50ms);
+    if (status != 0) Recorder::get().add({text, ip, status});
+    ++g_answers;
+    g_in_callback = false;
+}
+
+TEST_F(ClientTest, ReleaseEndsExchangesInFlightAndNothingFollowsIt) {
+    oscsim::SimConfig config;
+    config.host = "127.0.0.2";
+    auto silent = start_camera(config);
+    oscsim::Faults hold;
+    hold.never_answer = true;
+    silent->set_faults(hold);
+    g_answers = 0;
+    g_released = false;
+    g_after_release = 0;
+    client->SetOscCallback(slow_callback);
+    for (int i = 0; i < 20; ++i) client->GetHdr(ip(), port());
+    for (int i = 0; i < 5; ++i) client->GetHdr(silent->host().c_str(), silent->port());
+    ASSERT_TRUE(eventually([&] { return g_answers > 0 && !silent->requests().empty(); }));
+    const auto start = std::chrono::steady_clock::now();
+    client.reset();
+    g_released = true;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
+    EXPECT_FALSE(g_in_callback);
+    EXPECT_LT(g_answers, 25);
+    // Each camera's exchange in flight ends with one failure; what waits
+    // behind it is dropped.
+    std::size_t from_silent = 0;
+    for (const Answer& a : Recorder::get().wait_answers(0, 0ms)) {
+        EXPECT_TRUE(has_members(
+            a.doc(), {{"reason", "Request exception"}, {"cause", "client shutting down"}}));
+        from_silent += a.ip == silent->host() ? 1 : 0;
+    }
+    EXPECT_EQ(from_silent, 1u);
+    EXPECT_EQ(silent->requests().size(), 1u);
+    EXPECT_EQ(g_after_release, 0);
+    silent->set_faults({});
+}
+
+}  // namespace
+}  // namespace osctest
