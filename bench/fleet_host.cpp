@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,9 +18,11 @@ namespace bench {
 HostState g_host;
 std::unique_ptr<std::atomic<long long>[]> g_arrival;
 std::unique_ptr<std::atomic<long long>[]> g_answer_at;
+std::unique_ptr<std::atomic<long long>[]> g_answer_done_at;
 std::atomic<int> g_watched_port{0};
 std::atomic<int> g_watched_cameras{0};
 std::unordered_map<std::string, int> g_camera_index;
+std::string g_client_dir = OSC_CLIENT_DIR;
 
 namespace {
 
@@ -46,12 +49,18 @@ void on_result(const char* ip, const char* command, bool ok, const char* message
         if (found != g_camera_index.end()) {
             // The next answer's bytes come only after this callback has returned.
             const long long answer_at = g_answer_at[found->second].exchange(0);
+            const long long done_at = g_answer_done_at[found->second].exchange(0);
             if (g_host.record_latency) {
+                // Known only when the cameras run in this process.
                 const long long sent = g_arrival[found->second].load();
-                g_host.round_us.push_back(static_cast<double>(arrived_ns - sent) / 1000.0);
+                if (sent != 0) {
+                    g_host.round_us.push_back(static_cast<double>(arrived_ns - sent) / 1000.0);
+                }
                 if (answer_at != 0) {
                     g_host.latencies_us.push_back(static_cast<double>(arrived_ns - answer_at) /
                                                   1000.0);
+                    g_host.complete_us.push_back(static_cast<double>(arrived_ns - done_at) /
+                                                 1000.0);
                 }
             }
         }
@@ -70,11 +79,29 @@ void reset_host() {
     g_host.setter_results = 0;
     g_host.failures = 0;
     g_host.latencies_us.clear();
+    g_host.complete_us.clear();
     g_host.round_us.clear();
 }
 
+void watch_answers(int port, int count) {
+    g_arrival.reset(new std::atomic<long long>[count]);
+    g_answer_at.reset(new std::atomic<long long>[count]);
+    g_answer_done_at.reset(new std::atomic<long long>[count]);
+    for (int i = 0; i < count; ++i) g_arrival[i] = g_answer_at[i] = g_answer_done_at[i] = 0;
+    g_camera_index.clear();
+    for (int i = 0; i < count; ++i) g_camera_index[camera_ip(i)] = i;
+    g_watched_cameras = count;
+    g_watched_port = port;
+}
+
 void load_handler() {
-    if (Init(OSC_CLIENT_DIR) == nullptr) {
+    // Init succeeds without a client library too; nothing would answer then.
+    const std::string library = g_client_dir + "/libVesk_OSC.dylib";
+    if (access(library.c_str(), R_OK) != 0) {
+        std::fprintf(stderr, "no client library %s\n", library.c_str());
+        std::exit(1);
+    }
+    if (Init(g_client_dir.c_str()) == nullptr) {
         std::fprintf(stderr, "Init failed\n");
         std::exit(1);
     }
@@ -83,12 +110,25 @@ void load_handler() {
     SetLogCallback(discard_log);
 }
 
+void warm_up(int port, int cameras) {
+    reset_host();
+    for (int i = 0; i < cameras; ++i) SetBrightness(camera_ip(i).c_str(), port, 50);
+    const bool all = wait_host([&] { return g_host.setter_results + g_host.failures >= cameras; },
+                               std::chrono::minutes(5));
+    std::lock_guard<std::mutex> lock(g_host.mutex);
+    if (!all || g_host.failures > 0) {
+        std::fprintf(stderr, "warm-up: %ld of %d cameras answered\n", g_host.setter_results,
+                     cameras);
+        std::exit(1);
+    }
+}
+
 }  // namespace bench
 
 // Reads of the answers: libcurl receives through recv(), which this program
-// defines over the C library's to note when an answer's first bytes from a
-// simulated camera reach our process. Defined here only: one definition per
-// program.
+// defines over the C library's to note when an answer's first and last bytes
+// from a simulated camera reach our process. Defined here only: one
+// definition per program.
 extern "C" ssize_t recv(int fd, void* buf, size_t len, int flags) {
     using Recv = ssize_t (*)(int, void*, size_t, int);
     static const Recv real = reinterpret_cast<Recv>(dlsym(RTLD_NEXT, "recv"));
@@ -107,5 +147,6 @@ extern "C" ssize_t recv(int fd, void* buf, size_t len, int flags) {
     if ((address >> 24) != 127 || camera < 0 || camera >= bench::g_watched_cameras.load()) return n;
     long long none = 0;
     bench::g_answer_at[camera].compare_exchange_strong(none, at);
+    bench::g_answer_done_at[camera].store(at);
     return n;
 }

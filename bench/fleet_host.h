@@ -24,7 +24,8 @@ struct HostState {
     long setter_results = 0;
     long failures = 0;
     Clock::time_point last_setter_result;
-    std::vector<double> latencies_us;  // answer at our socket -> host callback
+    std::vector<double> latencies_us;  // answer's first bytes at our socket -> host callback
+    std::vector<double> complete_us;   // answer's last bytes at our socket -> host callback
     std::vector<double> round_us;      // request at the camera -> host callback
     bool record_latency = false;
 };
@@ -35,6 +36,7 @@ extern std::unique_ptr<std::atomic<long long>[]> g_arrival;
 // First bytes of the pending answer read from each camera's connection; 0 when
 // none is pending.
 extern std::unique_ptr<std::atomic<long long>[]> g_answer_at;
+extern std::unique_ptr<std::atomic<long long>[]> g_answer_done_at;
 extern std::atomic<int> g_watched_port;
 extern std::atomic<int> g_watched_cameras;
 extern std::unordered_map<std::string, int> g_camera_index;
@@ -48,8 +50,19 @@ bool wait_host(Pred pred, std::chrono::milliseconds limit) {
 
 void reset_host();
 
-// Loads the handler over our client library and installs the callbacks;
-// exits on failure.
+// Notes the answers of cameras 127.0.0.1..count on `port` for the latency
+// figures.
+void watch_answers(int port, int count);
+
+// The directory of the client library that Init opens (--client-dir).
+extern std::string g_client_dir;
+
+// Loads the handler over the client library in g_client_dir and installs
+// the callbacks; exits on failure.
 void load_handler();
+
+// One setter per camera, waiting for every answer: each camera is known,
+// its worker runs and its connection is open before anything is timed.
+void warm_up(int port, int cameras);
 
 }  // namespace bench

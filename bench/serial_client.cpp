@@ -29,11 +29,6 @@ bool SerialClient::send(const std::string& ip, int port, const oscsim::LoggedReq
     std::string answer;
     curl_easy_setopt(curl_, CURLOPT_URL, url.c_str());
     curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
-    // A new connection per request: on a reused one the simulator's
-    // answers wait 40 ms for a delayed ACK (no TCP_NODELAY), which would
-    // flatter the handler rather than measure it.
-    curl_easy_setopt(curl_, CURLOPT_FRESH_CONNECT, 1L);
-    curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, 1L);
     curl_easy_setopt(curl_, CURLOPT_TIMEOUT_MS, 10000L);
     curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headers_);
     curl_easy_setopt(curl_, CURLOPT_WRITEFUNCTION, &collect);

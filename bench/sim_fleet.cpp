@@ -9,18 +9,13 @@
 namespace bench {
 
 SimFleet::SimFleet(int count) : fleet_(oscsim::SimConfig{}, count), arrivals_(count) {
-    g_arrival.reset(new std::atomic<long long>[count]);
-    g_answer_at.reset(new std::atomic<long long>[count]);
-    for (int i = 0; i < count; ++i) g_arrival[i] = g_answer_at[i] = 0;
     if (!fleet_.start()) {
         std::fprintf(stderr, "cannot start %d simulated cameras on 127.0.0.x\n", count);
         std::exit(1);
     }
     port_ = fleet_.port();
-    g_watched_port = port_;
-    g_watched_cameras = count;
+    watch_answers(port_, count);
     for (int i = 0; i < count; ++i) {
-        g_camera_index[camera_ip(i)] = i;
         fleet_.cameras()[i]->on_request([this, i](const oscsim::LoggedRequest& r) {
             g_arrival[i] = now_ns();
             std::lock_guard<std::mutex> lock(mutex_);
