@@ -1,0 +1,203 @@
+#include "tools/console/console_server.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/console/camera_actions.h"
+#include "tools/console/event_stream.h"
+#include "tools/console/page_assets.h"
+
+namespace osconsole {
+
+namespace {
+
+using nlohmann::json;
+
+// Each open event stream holds one server thread.
+constexpr int kServerThreads = 24;
+constexpr int kMaxEventStreams = 16;
+constexpr std::size_t kMaxBody = 64 * 1024;
+// Connections inherit the listening socket's send buffer. Kept small, a
+// browser that reads slowly soon holds the event stream's write, and the
+// changes meanwhile go out as one batch of latest states, instead of piling
+// up in a send buffer the kernel would grow to megabytes.
+constexpr int kSendBuffer = 64 * 1024;
+
+// The page's scripts and pictures come from the console itself.
+const httplib::Headers kSecurityHeaders = {
+    {"X-Content-Type-Options", "nosniff"},
+    {"X-Frame-Options", "DENY"},
+    {"Referrer-Policy", "no-referrer"},
+    {"Content-Security-Policy",
+     "default-src 'self'; img-src 'self' blob:; style-src 'self'; script-src 'self'; "
+     "frame-ancestors 'none'"},
+};
+
+void send_json(httplib::Response& res, int status, const json& body) {
+    res.status = status;
+    res.set_header("Cache-Control", "no-store");
+    res.set_content(body.dump(-1, ' ', false, json::error_handler_t::replace), "application/json");
+}
+
+void send_error(httplib::Response& res, int status, const std::string& message) {
+    send_json(res, status, {{"error", message}});
+}
+
+RequestFacts facts_of(const httplib::Request& req) {
+    return {req.method,
+            req.get_header_value("Host"),
+            req.get_header_value("Origin"),
+            req.get_header_value("Sec-Fetch-Site"),
+            req.get_header_value(AccessPolicy::kTokenHeader),
+            req.get_header_value("Cookie"),
+            req.get_param_value("token")};
+}
+
+bool is_json(const httplib::Request& req) {
+    return req.get_header_value("Content-Type").rfind("application/json", 0) == 0;
+}
+
+}  // namespace
+
+class ConsoleServer::Impl {
+public:
+    Impl(FleetState& state, const AccessPolicy& policy) : state_(state), policy_(policy) {
+        server_.new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
+        server_.set_payload_max_length(kMaxBody);
+        server_.set_socket_options([](socket_t sock) {
+            const int yes = 1;
+            setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+            setsockopt(sock, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
+        });
+        server_.set_default_headers(kSecurityHeaders);
+        server_.set_pre_routing_handler(
+            [this](const httplib::Request& req, httplib::Response& res) {
+                if (const auto denial = policy_.check(facts_of(req))) {
+                    send_error(res, denial->status, denial->message);
+                    return httplib::Server::HandlerResponse::Handled;
+                }
+                return httplib::Server::HandlerResponse::Unhandled;
+            });
+        server_.set_exception_handler(
+            [](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
+                send_error(res, 500, "the console failed to answer this request");
+            });
+        install_page();
+        install_api();
+    }
+
+    void install_page() {
+        server_.Get("/", [this](const httplib::Request& req, httplib::Response& res) {
+            // The token from the printed address becomes a cookie, and the
+            // address bar loses it.
+            if (policy_.needs_token() && req.has_param("token")) {
+                res.set_header("Set-Cookie", std::string(AccessPolicy::kTokenCookie) + "=" +
+                                                 policy_.token() +
+                                                 "; Path=/; HttpOnly; SameSite=Strict");
+                res.set_redirect("/", 303);
+                return;
+            }
+            send_asset(res, "/index.html");
+        });
+        server_.Get(
+            R"(/[a-z_]+\.(css|js|svg))",
+            [](const httplib::Request& req, httplib::Response& res) { send_asset(res, req.path); });
+    }
+
+    static void send_asset(httplib::Response& res, const std::string& path) {
+        const PageAsset* asset = find_page_asset(path);
+        if (!asset) return send_error(res, 404, "no such file");
+        res.set_header("Cache-Control", "no-cache");
+        res.set_content(std::string(asset->body), std::string(asset->content_type));
+    }
+
+    void install_api() {
+        server_.Get("/api/cameras", [this](const httplib::Request&, httplib::Response& res) {
+            send_json(res, 200, state_.cards());
+        });
+        server_.Get(R"(/api/cameras/([^/]+)/params)",
+                    [this](const httplib::Request& req, httplib::Response& res) {
+                        const std::string doc = state_.params_text(req.matches[1]);
+                        if (doc.empty())
+                            return send_error(res, 404, "no parameter document for this camera");
+                        res.set_header("Cache-Control", "no-store");
+                        res.set_content(doc, "application/json");
+                    });
+        server_.Get(R"(/api/cameras/([^/]+)/screenshot\.jpeg)",
+                    [this](const httplib::Request& req, httplib::Response& res) {
+                        const auto picture = state_.screenshot(req.matches[1]);
+                        if (!picture) return send_error(res, 404, "no screenshot of this camera");
+                        res.set_header("Cache-Control", "no-store");
+                        res.set_content(*picture, "image/jpeg");
+                    });
+        server_.Post(R"(/api/cameras/([^/]+)/actions/([a-z0-9-]+))",
+                     [this](const httplib::Request& req, httplib::Response& res) {
+                         if (!req.body.empty() && !is_json(req))
+                             return send_error(res, 415, "actions take a JSON body");
+                         const ActionOutcome outcome =
+                             run_action(state_, req.matches[1], req.matches[2], req.body);
+                         if (outcome.status >= 400)
+                             return send_error(res, outcome.status, outcome.message);
+                         send_json(res, outcome.status, {{"queued", outcome.message}});
+                     });
+        server_.Get("/api/events",
+                    [this](const httplib::Request&, httplib::Response& res) { serve_events(res); });
+    }
+
+    void serve_events(httplib::Response& res) {
+        if (++streams_ > kMaxEventStreams) {
+            --streams_;
+            return send_error(res, 503, "too many open event streams");
+        }
+        auto stream = std::make_shared<EventStream>(state_);
+        res.set_header("Cache-Control", "no-store");
+        res.set_chunked_content_provider(
+            "text/event-stream",
+            [stream](std::size_t, httplib::DataSink& sink) {
+                const auto chunk = stream->next();
+                if (!chunk) {
+                    sink.done();
+                    return true;
+                }
+                return sink.write(chunk->data(), chunk->size());
+            },
+            [this](bool) { --streams_; });
+    }
+
+    FleetState& state_;
+    const AccessPolicy& policy_;
+    httplib::Server server_;
+    std::atomic<int> streams_{0};
+    std::thread listener_;
+};
+
+ConsoleServer::ConsoleServer(FleetState& state, const AccessPolicy& policy)
+    : impl_(std::make_unique<Impl>(state, policy)) {}
+
+ConsoleServer::~ConsoleServer() {
+    stop();
+}
+
+int ConsoleServer::start(const std::string& host, int port) {
+    httplib::Server& server = impl_->server_;
+    const int bound =
+        port == 0 ? server.bind_to_any_port(host) : (server.bind_to_port(host, port) ? port : -1);
+    if (bound <= 0) return -1;
+    impl_->listener_ = std::thread([&server] { server.listen_after_bind(); });
+    // stop() does nothing until the accept loop runs; wait for it so that an
+    // early stop is not lost.
+    while (!server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return bound;
+}
+
+void ConsoleServer::stop() {
+    impl_->state_.close();
+    impl_->server_.stop();
+    if (impl_->listener_.joinable()) impl_->listener_.join();
+}
+
+}  // namespace osconsole

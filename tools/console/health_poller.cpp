@@ -1,0 +1,74 @@
+#include "tools/console/health_poller.h"
+
+#include "IVeskOSCHandlerInst.h"
+
+namespace osconsole {
+
+namespace {
+
+constexpr auto kTick = std::chrono::milliseconds(100);
+// An unanswered poll is given up after this long: longer than the handler's
+// pause after a reboot (40 s) plus its answer gate (5 s).
+constexpr auto kPollGiveUp = std::chrono::seconds(60);
+
+}  // namespace
+
+HealthPoller::HealthPoller(FleetState& state, std::chrono::milliseconds period)
+    : state_(state), period_(period), thread_([this] { run(); }) {}
+
+HealthPoller::~HealthPoller() {
+    stop();
+}
+
+void HealthPoller::stop() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    if (thread_.joinable()) thread_.join();
+}
+
+void HealthPoller::run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!wake_.wait_for(lock, kTick, [this] { return stopping_; })) {
+        lock.unlock();
+        const std::vector<PollView> cameras = state_.poll_views();
+        for (std::size_t i = 0; i < cameras.size(); ++i) visit(cameras[i], i, cameras.size());
+        lock.lock();
+    }
+}
+
+void HealthPoller::visit(const PollView& camera, std::size_t index, std::size_t count) {
+    const char* ip = camera.key.ip.c_str();
+    const int port = camera.key.port;
+    const Clock::time_point now = Clock::now();
+    auto [entry, first_sight] = pace_.try_emplace(camera.key.ip);
+    Pace& pace = entry->second;
+    const FollowUps& follow = camera.follow_ups;
+    const bool fetch = first_sight || follow.refetch;
+    if (fetch) {
+        state_.fetch_started(camera.key.ip);
+        GetCameraSettings(ip, port, true);
+    }
+    // Module versions enter the parameter document only when asked for.
+    if (fetch || follow.versions) GetIMRXVersion(ip, port);
+    if (follow.roi) GetROI(ip, port);
+    // A fetch brings its own document.
+    if (follow.report && !follow.roi && !fetch && !camera.fetching) GetCameraParams(ip);
+    if (first_sight) {
+        pace.next_poll = now + period_ * index / count;
+        return;
+    }
+    if (now < pace.next_poll) return;
+    const bool answered = !pace.polled || camera.answers != pace.answers_at_poll;
+    if (!answered && now - pace.last_poll < kPollGiveUp) return;
+    state_.poll_started(camera.key.ip);
+    GetCameraHealthAndUsage(ip, port);
+    pace.polled = true;
+    pace.last_poll = now;
+    pace.answers_at_poll = camera.answers;
+    pace.next_poll = now + period_;
+}
+
+}  // namespace osconsole

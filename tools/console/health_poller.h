@@ -1,0 +1,50 @@
+// Keeps the cards current between actions: fetches each camera's parameter
+// document once, makes the follow-up requests the fleet state asks for (a
+// document after a change, after a reboot, ...), and asks every camera for
+// its health at a steady pace, spread over the period. A camera whose
+// last poll is still unanswered (asleep after a reboot, or silent) gets no
+// new one, so nothing piles up in the handler's queues.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "tools/console/fleet_state.h"
+
+namespace osconsole {
+
+class HealthPoller {
+public:
+    HealthPoller(FleetState& state, std::chrono::milliseconds period);
+    ~HealthPoller();
+    HealthPoller(const HealthPoller&) = delete;
+    HealthPoller& operator=(const HealthPoller&) = delete;
+
+    void stop();
+
+private:
+    struct Pace {
+        Clock::time_point next_poll;
+        Clock::time_point last_poll;
+        std::uint64_t answers_at_poll = 0;
+        bool polled = false;
+    };
+
+    void run();
+    void visit(const PollView& camera, std::size_t index, std::size_t count);
+
+    FleetState& state_;
+    const std::chrono::milliseconds period_;
+    std::map<std::string, Pace> pace_;  // poller thread only
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool stopping_ = false;
+    std::thread thread_;
+};
+
+}  // namespace osconsole

@@ -1,0 +1,186 @@
+// osc-console: a web console for a fleet of cameras, a host of the handler
+// like any other (its C interface and callbacks only).
+#include <pthread.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "IVeskOSCHandlerInst.h"
+#include "tools/console/access_policy.h"
+#include "tools/console/console_server.h"
+#include "tools/console/fleet_state.h"
+#include "tools/console/handler_link.h"
+#include "tools/console/health_poller.h"
+#include "tools/console/screenshot_fetcher.h"
+#include "tools/oscctl/camera_address.h"
+#include "tools/oscctl/client_location.h"
+
+namespace {
+
+using namespace osconsole;
+
+constexpr const char* kSafetyNote = R"(Safety:
+  By default the console listens on 127.0.0.1 only and answers only requests
+  that name a loopback host. On any other address (--listen 0.0.0.0:8088) it
+  prints an access token at start and refuses every request without it: open
+  the address it prints (the token then rides in a cookie) or send the header
+  X-Console-Token. Requests from pages of other origins may never act on a
+  camera, wherever the console listens.)";
+
+struct Options {
+    std::string listen = "127.0.0.1:8088";
+    std::vector<std::string> cameras;
+    bool discover = false;
+    std::string lib_dir;
+    int poll_ms = 2000;
+    bool verbose = false;
+};
+
+struct ListenAddress {
+    std::string host;
+    int port = 0;
+};
+
+ListenAddress parse_listen(const std::string& text) {
+    const auto colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0)
+        throw CLI::ValidationError("--listen", "HOST:PORT");
+    ListenAddress address{text.substr(0, colon), -1};
+    try {
+        std::size_t used = 0;
+        address.port = std::stoi(text.substr(colon + 1), &used);
+        if (used != text.size() - colon - 1) address.port = -1;
+    } catch (const std::exception&) {
+    }
+    if (address.port < 0 || address.port > 65535)
+        throw CLI::ValidationError("--listen", "bad port in " + text);
+    return address;
+}
+
+// Cameras from discovery: "ip:port;" for every camera the handler knows.
+void add_listed(FleetState& state, const std::string& list) {
+    std::size_t at = 0;
+    while (at < list.size()) {
+        const std::size_t end = std::min(list.find(';', at), list.size());
+        const std::string entry = list.substr(at, end - at);
+        at = end + 1;
+        if (entry.empty()) continue;
+        try {
+            const auto camera = oscctl::parse_camera_address(entry);
+            state.add_camera({camera.ip, camera.port});
+        } catch (const std::exception&) {
+        }
+    }
+}
+
+std::string browser_address(const ListenAddress& listen, int port, const AccessPolicy& policy) {
+    const bool any = listen.host == "0.0.0.0" || listen.host == "::";
+    std::string address = "http://" + (any ? std::string("127.0.0.1") : listen.host) + ":" +
+                          std::to_string(port) + "/";
+    if (policy.needs_token()) address += "?token=" + policy.token();
+    return address;
+}
+
+sigset_t quit_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    return signals;
+}
+
+int run(const Options& options, const char* argv0) {
+    const ListenAddress listen = parse_listen(options.listen);
+    const std::string lib_dir =
+        options.lib_dir.empty() ? oscctl::default_client_dir(argv0) : options.lib_dir;
+    if (!oscctl::has_client_library(lib_dir)) {
+        std::fprintf(stderr, "osc-console: no libVesk_OSC.dylib in %s (choose it with --lib-dir)\n",
+                     lib_dir.c_str());
+        return 1;
+    }
+    std::vector<CameraKey> cameras;
+    for (const std::string& text : options.cameras) {
+        const auto camera = oscctl::parse_camera_address(text);
+        cameras.push_back({camera.ip, camera.port});
+    }
+
+    FleetState state;
+    const AccessPolicy policy(listen.host);
+    ScreenshotFetcher fetcher(state);
+    HandlerHooks hooks;
+    hooks.screenshot_ready = [&fetcher](const std::string& ip, const std::string& address) {
+        fetcher.request(ip, address);
+    };
+    hooks.device_list = [&state](const std::string& list) { add_listed(state, list); };
+    hooks.echo_log = options.verbose;
+    HandlerLink link(lib_dir, state, hooks);
+    for (const CameraKey& camera : cameras)
+        if (!state.add_camera(camera))
+            std::fprintf(stderr, "osc-console: %s left out (listed twice, or more than 99)\n",
+                         camera.ip.c_str());
+    if (options.discover) ScanSupportDevices();
+    HealthPoller poller(state, std::chrono::milliseconds(options.poll_ms));
+    ConsoleServer server(state, policy);
+    const int port = server.start(listen.host, listen.port);
+    if (port < 0) {
+        std::fprintf(stderr, "osc-console: cannot listen on %s\n", options.listen.c_str());
+        return 1;
+    }
+    std::cout << "osc-console: " << state.size() << " cameras, open "
+              << browser_address(listen, port, policy) << std::endl;
+    if (policy.needs_token())
+        std::cout << "osc-console: access token " << policy.token() << std::endl;
+
+    const sigset_t quit = quit_signals();
+    int signal_number = 0;
+    sigwait(&quit, &signal_number);
+
+    server.stop();
+    poller.stop();
+    fetcher.stop();
+    if (state.any_reboot_pending()) {
+        // The handler would hold Destroy until its pause after the reboot ends
+        // (up to 40 s); nothing is left to wait for.
+        link.release();
+        std::fflush(nullptr);
+        std::_Exit(0);
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Before any thread starts, so that every thread leaves the signals to sigwait.
+    const sigset_t quit = quit_signals();
+    pthread_sigmask(SIG_BLOCK, &quit, nullptr);
+
+    CLI::App app{"osc-console: see and steer a fleet of cameras in a browser"};
+    app.footer(kSafetyNote);
+    Options options;
+    app.add_option("--listen", options.listen, "HOST:PORT to serve the page on (port 0 picks one)")
+        ->capture_default_str();
+    app.add_option("--cameras", options.cameras, "cameras as IP[:PORT] (port 8080 by default)")
+        ->delimiter(',');
+    app.add_flag("--discover", options.discover, "also add the cameras discovery finds");
+    app.add_option("--lib-dir", options.lib_dir, "directory of libVesk_OSC.dylib");
+    app.add_option("--poll-ms", options.poll_ms, "how often each camera is asked for its health")
+        ->check(CLI::Range(500, 60000))
+        ->capture_default_str();
+    app.add_flag("--verbose", options.verbose, "also write the handler's log to stderr");
+    CLI11_PARSE(app, argc, argv);
+    try {
+        return run(options, argv[0]);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "osc-console: %s\n", error.what());
+        return 1;
+    }
+}

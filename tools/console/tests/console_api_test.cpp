@@ -1,0 +1,191 @@
+// The console's HTTP API against a simulated camera, through the handler and
+// our client library: refused requests answer 4xx with a reason and reach no
+// camera; the access rules hold on loopback and with a token.
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include "sim/camera_sim.h"
+#include "tools/console/access_policy.h"
+#include "tools/console/console_server.h"
+#include "tools/console/fleet_state.h"
+#include "tools/console/handler_link.h"
+#include "tools/console/health_poller.h"
+
+namespace osconsole {
+namespace {
+
+using namespace std::chrono_literals;
+
+template <typename Condition>
+bool eventually(Condition condition, std::chrono::seconds limit = 20s) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(20ms);
+    }
+    return true;
+}
+
+struct Call {
+    const char* what;
+    std::string path;  // after /api/cameras/<camera>/actions/
+    std::string body;
+    httplib::Headers headers;
+    int status;
+    const char* reason;  // part of the answer's "error"
+};
+
+class ConsoleApiTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(camera_.start());
+        state_.add_camera({camera_.host(), camera_.port()});
+        link_ = std::make_unique<HandlerLink>(CONSOLE_CLIENT_DIR, state_, HandlerHooks{});
+        poller_ = std::make_unique<HealthPoller>(state_, 500ms);
+        port_ = server_.start("127.0.0.1", 0);
+        ASSERT_GT(port_, 0);
+        ASSERT_TRUE(eventually([&] { return state_.has_params(ip()) && !state_.fetching(ip()); }));
+    }
+
+    void TearDown() override {
+        server_.stop();
+        poller_.reset();
+        link_.reset();
+    }
+
+    std::string ip() const { return camera_.host(); }
+
+    httplib::Result post(const Call& call) {
+        httplib::Client client("127.0.0.1", port_);
+        return client.Post(("/api/cameras/" + call.path).c_str(), call.headers, call.body,
+                           "application/json");
+    }
+
+    // Requests that change a camera, as the simulator saw them.
+    std::vector<std::string> changes() const {
+        std::vector<std::string> seen;
+        for (const auto& request : camera_.requests())
+            if (request.command == "camera.setOptions" || request.command == "camera._uploadFile" ||
+                request.command == "camera._update" || request.command == "camera._reboot")
+                seen.push_back(request.body);
+        return seen;
+    }
+
+    oscsim::CameraSim camera_;
+    FleetState state_;
+    AccessPolicy policy_{"127.0.0.1"};
+    ConsoleServer server_{state_, policy_};
+    std::unique_ptr<HandlerLink> link_;
+    std::unique_ptr<HealthPoller> poller_;
+    int port_ = 0;
+};
+
+TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
+    const std::string cam = ip() + "/actions/";
+    const httplib::Headers foreign = {{"Origin", "http://127.0.0.9:9"}};
+    const Call calls[] = {
+        {"unknown camera",
+         "127.0.0.77/actions/brightness",
+         R"({"value":10})",
+         {},
+         404,
+         "no camera 127.0.0.77"},
+        {"unknown action", cam + "teleport", "{}", {}, 404, "no action teleport"},
+        {"malformed JSON", cam + "brightness", R"({"value": )", {}, 400, "not valid JSON"},
+        {"not an object", cam + "brightness", "[50]", {}, 400, "must be a JSON object"},
+        {"no value", cam + "contrast", "{}", {}, 400, "needs an integer"},
+        {"text value", cam + "contrast", R"({"value":"60"})", {}, 400, "needs an integer"},
+        {"above the range",
+         cam + "brightness",
+         R"({"value":101})",
+         {},
+         400,
+         "outside the camera's range 0..100"},
+        {"below the range",
+         cam + "awb",
+         R"({"value":2799})",
+         {},
+         400,
+         "outside the camera's range 2800..6500"},
+        {"no such mode", cam + "mode", R"({"value":4})", {}, 400, "from 0 to 3"},
+        {"missing firmware",
+         cam + "firmware",
+         R"({"ast1220":"/nonexistent/update.img"})",
+         {},
+         400,
+         "is not a file"},
+        {"two 1230 files",
+         cam + "firmware",
+         R"({"ast1230":["/etc/hostname","/etc/hostname"]})",
+         {},
+         400,
+         "three paths"},
+        {"another origin", cam + "brightness", R"({"value":10})", foreign, 403, "cross-origin"},
+    };
+    for (const Call& call : calls) {
+        const auto answer = post(call);
+        ASSERT_TRUE(answer) << call.what;
+        EXPECT_EQ(answer->status, call.status) << call.what;
+        EXPECT_NE(answer->body.find(call.reason), std::string::npos) << call.what << answer->body;
+    }
+
+    // The marker: a good request, seen by the camera after all the others.
+    const auto accepted = post({"good", cam + "brightness", R"({"value":61})", {}, 202, ""});
+    ASSERT_TRUE(accepted);
+    EXPECT_EQ(accepted->status, 202) << accepted->body;
+    ASSERT_TRUE(eventually([&] { return camera_.snapshot()["options"]["_brightness"] == 61; }));
+    const auto seen = changes();
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_NE(seen[0].find(R"("_brightness":61)"), std::string::npos) << seen[0];
+}
+
+TEST(ConsoleAccessTest, OffLoopbackEveryRequestNeedsTheToken) {
+    FleetState state;
+    const AccessPolicy policy("0.0.0.0");
+    ConsoleServer server(state, policy);
+    const int port = server.start("127.0.0.1", 0);
+    ASSERT_GT(port, 0);
+    const std::string token = policy.token();
+    ASSERT_EQ(token.size(), 32u);
+    httplib::Client client("127.0.0.1", port);
+
+    struct Case {
+        const char* what;
+        httplib::Headers headers;
+        int status;
+    };
+    const Case reads[] = {
+        {"no token", {}, 401},
+        {"wrong token", {{"X-Console-Token", std::string(32, '0')}}, 401},
+        {"token header", {{"X-Console-Token", token}}, 200},
+        {"token cookie", {{"Cookie", "theme=dark; console_token=" + token}}, 200},
+        {"any host with the token", {{"X-Console-Token", token}, {"Host", "console.test"}}, 200},
+    };
+    for (const Case& c : reads) {
+        const auto answer = client.Get("/api/cameras", c.headers);
+        ASSERT_TRUE(answer) << c.what;
+        EXPECT_EQ(answer->status, c.status) << c.what;
+    }
+
+    // The printed address hands the token over as a cookie and drops it from the URL.
+    const auto page = client.Get(("/?token=" + token).c_str());
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->status, 303);
+    EXPECT_EQ(page->get_header_value("Location"), "/");
+    EXPECT_NE(page->get_header_value("Set-Cookie").find("console_token=" + token),
+              std::string::npos);
+
+    const auto foreign = client.Post("/api/cameras/127.0.0.1/actions/reboot",
+                                     {{"X-Console-Token", token}, {"Origin", "http://evil.test"}},
+                                     "{}", "application/json");
+    ASSERT_TRUE(foreign);
+    EXPECT_EQ(foreign->status, 403);
+}
+
+}  // namespace
+}  // namespace osconsole
