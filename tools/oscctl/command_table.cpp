@@ -31,34 +31,36 @@ const std::vector<CommandEntry>& command_entries() {
         {"get", "show the cached parameter document", run_get, [](CLI::App&, Arguments&) {}, true},
         {"set", "change one picture or stream setting", run_set,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("setting", a.setting)
+             c.add_option("setting", a.setting, "what to change")
                  ->required()
                  ->check(CLI::IsMember({"brightness", "contrast", "saturation", "sharpness", "awb",
                                         "autoawb", "antiflicker", "wdr", "hdr", "tiltshift",
                                         "bitrate"}));
-             c.add_option("value", a.value)->required();
+             c.add_option("value", a.value, "the new value, within the camera's range")->required();
          },
          true},
         {"mode", "show or change the stream mode (0..3)", run_mode,
-         [](CLI::App& c, Arguments& a) { c.add_option("mode", a.mode)->check(CLI::Range(0, 3)); },
+         [](CLI::App& c, Arguments& a) {
+             c.add_option("mode", a.mode, "0..3; left out: show the mode")->check(CLI::Range(0, 3));
+         },
          true},
         {"stream", "start the camera's stream", run_stream,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("action", a.action)->required()->check(CLI::IsMember({"start"}));
+             c.add_option("action", a.action, "start")->required()->check(CLI::IsMember({"start"}));
          },
          true},
         {"preview", "change the preview format", run_preview,
          [](CLI::App& c, Arguments& a) {
              c.add_option("size", a.size, "WIDTHxHEIGHT")->required();
              c.add_option("--encode", a.encode, "encoding, e.g. H264 or H265");
-             c.add_option("--fps", a.fps)->capture_default_str();
+             c.add_option("--fps", a.fps, "frames per second")->capture_default_str();
              c.add_option("--bitrate", a.bitrate, "kbit/s")->capture_default_str();
-             c.add_option("--gop", a.gop)->capture_default_str();
+             c.add_option("--gop", a.gop, "frames between key frames")->capture_default_str();
          },
          true},
         {"flip", "turn the picture upside down", run_flip,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("state", a.action)->required()->check(kSwitch);
+             c.add_option("state", a.action, "on or off")->required()->check(kSwitch);
          },
          true},
         {"roi", "show (and change) the ROI layout", run_roi,
@@ -81,31 +83,33 @@ const std::vector<CommandEntry>& command_entries() {
          [](CLI::App&, Arguments&) {}, true},
         {"network", "static ADDRESS GATEWAY MASK | dhcp", run_network,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("setup", a.network)->required()->expected(1, 4);
+             c.add_option("setup", a.network, "static ADDRESS GATEWAY MASK, or dhcp")
+                 ->required()
+                 ->expected(1, 4);
          },
          true},
         {"ports", "set the HTTP, HTTPS and RTSP ports", run_ports,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("http", a.http_port)->required();
-             c.add_option("https", a.https_port)->required();
-             c.add_option("rtsp", a.rtsp_port)->required();
+             c.add_option("http", a.http_port, "HTTP port")->required();
+             c.add_option("https", a.https_port, "HTTPS port")->required();
+             c.add_option("rtsp", a.rtsp_port, "RTSP port")->required();
          },
          true},
         {"syslog", "send the camera's log to a syslog server", run_syslog,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("server", a.server)->required();
-             c.add_option("port", a.server_port)->required();
-             c.add_option("state", a.action)->required()->check(kSwitch);
+             c.add_option("server", a.server, "syslog server address")->required();
+             c.add_option("port", a.server_port, "syslog server port")->required();
+             c.add_option("state", a.action, "on or off")->required()->check(kSwitch);
          },
          true},
         {"auth", "switch HTTP authentication", run_auth,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("state", a.action)->required()->check(kSwitch);
+             c.add_option("state", a.action, "on or off")->required()->check(kSwitch);
          },
          true},
         {"gyro", "switch or read the motion sensor", run_gyro,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("action", a.action)
+             c.add_option("action", a.action, "on, off or read")
                  ->required()
                  ->check(CLI::IsMember({"on", "off", "read"}));
          },
@@ -146,11 +150,14 @@ void define_commands(CLI::App& app, Invocation& invocation) {
     GlobalOptions& options = invocation.options;
     app.add_flag("--json", options.json, "print the library's documents, nothing else");
     app.add_flag("-v,--verbose", options.verbose, "show the handler's log on stderr");
-    app.add_option("--timeout", options.timeout_seconds, "seconds to wait for a camera's answer")
+    app.add_option("--timeout", options.timeout_seconds,
+                   "seconds to wait for each answer of a camera; also the client library's "
+                   "limit for one request (sets OSC_REQUEST_TIMEOUT_MS)")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
     app.add_option("--lib-dir", options.lib_dir,
                    "directory of libVesk_OSC.dylib (default: installed beside oscctl)");
+    app.set_version_flag("--version", std::string("oscctl ") + OSCCTL_VERSION);
     app.require_subcommand(1);
 
     for (const CommandEntry& entry : command_entries()) {
@@ -165,6 +172,25 @@ void define_commands(CLI::App& app, Invocation& invocation) {
             invocation.skip_teardown = std::string(entry.name) == "reboot";
         });
     }
+}
+
+std::string usage_error_text(const CLI::App& app, const CLI::ParseError& error, int argc,
+                             const char* const* argv) {
+    if (app.get_subcommands().empty()) {
+        // The parser only says that a subcommand is missing; name the word
+        // that was meant as one.
+        for (int i = 1; i < argc; ++i) {
+            const std::string word = argv[i];
+            if (word == "--timeout" || word == "--lib-dir") {
+                ++i;
+                continue;
+            }
+            if (word.rfind('-', 0) == 0) continue;
+            return "unknown command '" + word + "' (oscctl --help lists them)";
+        }
+        if (argc <= 1) return "a command is needed (oscctl --help lists them)";
+    }
+    return std::string(error.what()) + " (oscctl COMMAND --help explains the arguments)";
 }
 
 }  // namespace oscctl

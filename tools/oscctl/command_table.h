@@ -33,4 +33,9 @@ struct Invocation {
 // Adds every subcommand to `app`; after app.parse, `invocation` holds the choice.
 void define_commands(CLI::App& app, Invocation& invocation);
 
+// What to tell the user about a command line the parser rejected; names the
+// word at fault where the parser's own text does not.
+std::string usage_error_text(const CLI::App& app, const CLI::ParseError& error, int argc,
+                             const char* const* argv);
+
 }  // namespace oscctl

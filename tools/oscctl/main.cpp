@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string>
 
 #include <unistd.h>
 
@@ -20,6 +21,9 @@ int main(int argc, char** argv) {
     define_commands(app, invocation);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::CallForVersion& version) {
+        out.document(std::string(version.what()));
+        return 0;
     } catch (const CLI::ParseError& error) {
         // Help goes where the user reads it; errors to stderr.
         if (error.get_exit_code() == 0) {
@@ -30,7 +34,8 @@ int main(int argc, char** argv) {
             out.document(text);
             return 0;
         }
-        return app.exit(error);
+        std::fprintf(stderr, "oscctl: %s\n", usage_error_text(app, error, argc, argv).c_str());
+        return kExitFailed;
     }
 
     const GlobalOptions& options = invocation.options;
@@ -44,15 +49,17 @@ int main(int argc, char** argv) {
         return kExitFailed;
     }
 
+    // One limit for a camera's answer: the client library's, per request,
+    // and oscctl's own wait for the callback.
+    const auto timeout =
+        std::chrono::milliseconds(static_cast<long>(options.timeout_seconds * 1000));
+    ::setenv("OSC_REQUEST_TIMEOUT_MS", std::to_string(timeout.count()).c_str(), 1);
+
     int status = 0;
     {
         HandlerSession session(lib_dir, options.verbose);
         try {
-            CommandContext ctx{
-                session.events(),
-                out,
-                std::chrono::milliseconds(static_cast<long>(options.timeout_seconds * 1000)),
-                {}};
+            CommandContext ctx{session.events(), out, timeout, {}};
             if (invocation.needs_camera) ctx.camera = parse_camera_address(invocation.args.camera);
             status = invocation.run(ctx, invocation.args);
         } catch (const CommandFailure& failure) {
