@@ -29,8 +29,12 @@ inline constexpr int kExitNoAnswer = 2;
 struct CommandContext {
     EventLog& events;
     Output& out;
+    // The longest wait for one answer of the camera; every answer that
+    // arrives starts it again.
     std::chrono::milliseconds timeout;
     CameraAddress camera;
+    // This camera's place in the event log.
+    std::size_t cursor = 0;
 
     // Waits for the result callback of `command` for this camera; any failure
     // reported for the camera meanwhile ends the wait with a CommandFailure.

@@ -49,6 +49,7 @@ int run_update(CommandContext& ctx, const Arguments& args) {
     int percent = 0;
     // An update reports all along; the timeout counts silence, not duration.
     auto last = ctx.events.wait_while_active(
+        ctx.cursor,
         [&](const Event& e) {
             if (e.value("ip", "") != ctx.camera.ip) return false;
             return is_update_end(e) || (e.value("event", "") == "result" && !e.value("ok", true));

@@ -58,7 +58,7 @@ int run_scan(CommandContext& ctx, const Arguments& args) {
             deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) break;
         auto event = ctx.events.wait_for(
-            [](const Event& e) { return e.value("event", "") == "devices"; }, left);
+            ctx.cursor, [](const Event& e) { return e.value("event", "") == "devices"; }, left);
         if (!event) break;
         cameras = split(event->value("list", ""), ';');
     }

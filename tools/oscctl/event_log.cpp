@@ -10,35 +10,39 @@ void EventLog::push(Event event) {
     arrived_.notify_all();
 }
 
-std::optional<Event> EventLog::wait_for(const EventMatch& match,
-                                        std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+std::optional<Event> EventLog::wait_for(std::size_t& cursor, const EventMatch& match,
+                                        std::chrono::milliseconds idle_timeout,
+                                        const EventMatch& keeps_alive) {
+    auto deadline = std::chrono::steady_clock::now() + idle_timeout;
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
-        for (; cursor_ < events_.size(); ++cursor_) {
-            if (match(events_[cursor_])) return events_[cursor_++];
+        for (; cursor < events_.size(); ++cursor) {
+            const Event& event = events_[cursor];
+            if (match(event)) return events_[cursor++];
+            if (keeps_alive && keeps_alive(event))
+                deadline = std::chrono::steady_clock::now() + idle_timeout;
         }
         if (arrived_.wait_until(lock, deadline) == std::cv_status::timeout &&
-            cursor_ == events_.size()) {
+            cursor == events_.size()) {
             return std::nullopt;
         }
     }
 }
 
 std::optional<Event> EventLog::wait_while_active(
-    const EventMatch& match, std::chrono::milliseconds idle_timeout,
+    std::size_t& cursor, const EventMatch& match, std::chrono::milliseconds idle_timeout,
     const std::function<void(const Event&)>& on_event) {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
-        while (cursor_ < events_.size()) {
-            Event event = events_[cursor_++];
+        while (cursor < events_.size()) {
+            Event event = events_[cursor++];
             // The observer may print; do it without holding the lock.
             lock.unlock();
             on_event(event);
             if (match(event)) return event;
             lock.lock();
         }
-        if (!arrived_.wait_for(lock, idle_timeout, [this] { return cursor_ < events_.size(); })) {
+        if (!arrived_.wait_for(lock, idle_timeout, [&] { return cursor < events_.size(); })) {
             return std::nullopt;
         }
     }

@@ -1,5 +1,6 @@
 // Collects every callback of the handler as a JSON event and lets the command
-// code wait for the one it needs.
+// code wait for the one it needs. Each waiter keeps its own cursor, so that
+// several cameras can be waited for at once.
 #pragma once
 
 #include <chrono>
@@ -22,16 +23,20 @@ public:
     void push(Event event);
 
     // Waits until an event after `cursor` matches; moves the cursor past it.
-    // Returns nothing when `timeout` passes without a match.
-    std::optional<Event> wait_for(const EventMatch& match, std::chrono::milliseconds timeout);
+    // Returns nothing when `idle_timeout` passes without a match; an event
+    // that `keeps_alive` accepts restarts that time (an answer on the way).
+    std::optional<Event> wait_for(std::size_t& cursor, const EventMatch& match,
+                                  std::chrono::milliseconds idle_timeout,
+                                  const EventMatch& keeps_alive = {});
 
-    // Like wait_for, but the timeout restarts whenever any event arrives, for
-    // long operations that keep reporting (firmware updates).
-    std::optional<Event> wait_while_active(const EventMatch& match,
+    // Like wait_for, but every event restarts the time and is shown to
+    // `on_event` first, for long operations that keep reporting (firmware
+    // updates).
+    std::optional<Event> wait_while_active(std::size_t& cursor, const EventMatch& match,
                                            std::chrono::milliseconds idle_timeout,
                                            const std::function<void(const Event&)>& on_event);
 
-    // Events that arrived after `from`, and the new end position.
+    // Events that arrived after `from`.
     std::vector<Event> since(std::size_t from) const;
     std::size_t size() const;
 
@@ -39,7 +44,6 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable arrived_;
     std::vector<Event> events_;
-    std::size_t cursor_ = 0;
 };
 
 }  // namespace oscctl
