@@ -32,22 +32,30 @@ int main(int argc, char** argv) {
     bool log = false;
     bool advertise = false;
     config.port = 8080;
-    app.add_option("--port", config.port, "HTTP port of every camera (0 picks one)");
+    app.add_option("--port", config.port, "HTTP port of every camera (0 picks one)")
+        ->capture_default_str();
     app.add_option("--cameras", cameras, "number of cameras, on 127.0.0.1 .. 127.0.0.N")
+        ->capture_default_str()
         ->check(CLI::Range(1, 254));
-    app.add_option("--model", config.model, "camera module: Q07261, Q06127 or Q04932")
+    app.add_option("--model", config.model, "camera module")
+        ->capture_default_str()
         ->check(CLI::IsMember({"Q07261", "Q06127", "Q04932", "M3VX27164", "R58Q306.00"}));
     app.add_option("--ast1220", config.ast1220_version,
-                   "AST1220 version (AST107_..., AST108_..., AST109_..., IMRX_...)");
-    app.add_option("--ast1235", config.ast1235_version, "AST1235 version");
-    app.add_option("--reboot-ms", reboot_ms, "time a reboot keeps the camera unreachable");
-    app.add_option("--update-step-ms", step_ms, "time between firmware update lines");
+                   "AST1220 version (AST107_..., AST108_..., AST109_..., IMRX_...)")
+        ->capture_default_str();
+    app.add_option("--ast1235", config.ast1235_version, "AST1235 version")->capture_default_str();
+    app.add_option("--reboot-ms", reboot_ms, "time a reboot keeps the camera unreachable")
+        ->capture_default_str();
+    app.add_option("--update-step-ms", step_ms, "time between firmware update lines")
+        ->capture_default_str();
     app.add_option("--keep-alive-s", keep_alive_s,
-                   "seconds an idle connection stays open; 0 closes it after every answer");
+                   "seconds an idle connection stays open; 0 closes it after every answer")
+        ->capture_default_str();
     app.add_option("--user", config.user, "require HTTP Digest authentication with this user");
     app.add_option("--password", config.password, "the password that goes with --user")
         ->needs("--user");
-    app.add_option("--latency-ms", faults.latency_ms, "delay before every answer");
+    app.add_option("--latency-ms", faults.latency_ms, "delay before every answer")
+        ->capture_default_str();
     app.add_flag("--drop", faults.drop, "close connections without an answer");
     app.add_flag("--refuse", faults.refuse, "refuse connections");
     app.add_flag("--malformed", faults.malformed, "cut JSON answers in half");

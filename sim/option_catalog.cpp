@@ -56,9 +56,10 @@ std::optional<std::string> integer_in_support(json& options, const std::string& 
                                               const json& value) {
     if (!value.is_number_integer()) return key + " must be an integer";
     const json& support = options.at(key + "Support");
-    const int v = value.get<int>();
-    if (v < support.at("min").get<int>() || v > support.at("max").get<int>())
-        return key + " out of range";
+    const auto v = value.get<long long>();
+    const int min = support.at("min").get<int>();
+    const int max = support.at("max").get<int>();
+    if (v < min || v > max) return key + " out of range";
     options[key] = v;
     return std::nullopt;
 }
@@ -73,8 +74,9 @@ Rule integer_between(int min, int max) {
     return [min, max](json& options, const std::string& key,
                       const json& value) -> std::optional<std::string> {
         if (!value.is_number_integer()) return key + " must be an integer";
-        const int v = value.get<int>();
-        if (v < min || v > max) return key + " out of range";
+        const auto v = value.get<long long>();
+        if (v < min || v > max)
+            return key + " out of range (" + std::to_string(min) + ".." + std::to_string(max) + ")";
         options[key] = v;
         return std::nullopt;
     };
@@ -137,9 +139,21 @@ std::optional<std::string> roi(json& options, const std::string& key, const json
     return std::nullopt;
 }
 
+// The encoder's limits, in kbit/s.
+constexpr int kBitrateMin = 1;
+constexpr int kBitrateMax = 100000;
+
+std::optional<std::string> bitrate_error(const std::string& key, const json& value) {
+    if (!value.is_number_integer()) return key + " must be an integer";
+    const auto v = value.get<long long>();
+    if (v < kBitrateMin || v > kBitrateMax)
+        return key + " out of range (" + std::to_string(kBitrateMin) + ".." +
+               std::to_string(kBitrateMax) + " kbit/s)";
+    return std::nullopt;
+}
+
 std::optional<std::string> bitrate(json& options, const std::string& key, const json& value) {
-    if (!value.is_number_integer() || value.get<int>() <= 0)
-        return key + " must be a positive integer";
+    if (auto error = bitrate_error(key, value)) return error;
     options[key] = value;
     json& preview = options["_fileFormatPreview"][0];
     preview["bitrate"] = value;
@@ -164,6 +178,9 @@ std::optional<std::string> preview_format(json& options, const std::string& key,
         if (!in.contains(member)) continue;
         if (!in[member].is_number_integer() || in[member].get<int>() <= 0)
             return key + "." + member + " must be a positive integer";
+        if (std::string(member) == "bitrate") {
+            if (auto error = bitrate_error(key + ".bitrate", in[member])) return error;
+        }
         preview[member] = in[member];
     }
     if (in.contains("type")) {

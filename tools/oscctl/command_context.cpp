@@ -54,8 +54,9 @@ void throw_if_failure(const CameraAddress& camera, const Event& event) {
         throw CommandFailure(text, kExitNoAnswer);
     }
     const std::string command = event.value("command", "");
-    throw CommandFailure(fmt::format("camera {}: {} failed: {}", camera.text(),
-                                     command.empty() ? "command" : command, message));
+    if (command.empty())
+        throw CommandFailure(fmt::format("camera {} refused: {}", camera.text(), message));
+    throw CommandFailure(fmt::format("camera {}: {} failed: {}", camera.text(), command, message));
 }
 
 void CommandContext::report_done(const std::string& what) {

@@ -23,7 +23,10 @@ const std::vector<CommandEntry>& command_entries() {
              c.add_option("--seconds", a.scan_seconds, "how long to listen")->capture_default_str();
          },
          false},
-        {"settings", "fetch and show the camera's parameters", run_settings,
+        {"settings",
+         "fetch and show the camera's parameters (the handler also starts the stream when it "
+         "fetches them)",
+         run_settings,
          [](CLI::App& c, Arguments& a) {
              c.add_flag("--force", a.force, "fetch even when cached");
          },

@@ -84,9 +84,29 @@ int run_get(CommandContext& ctx, const Arguments&) {
     return 0;
 }
 
+namespace {
+
+// Refuses a value outside the range the camera advertises for the setting;
+// settings without an advertised range are left to the camera to judge.
+void check_advertised_range(CommandContext& ctx, const std::string& setting, int value) {
+    const nlohmann::json params = fetch_params(ctx, false);
+    const auto min = params.find(setting + "_min");
+    const auto max = params.find(setting + "_max");
+    if (min == params.end() || max == params.end() || !min->is_number_integer() ||
+        !max->is_number_integer())
+        return;
+    if (value < min->get<int>() || value > max->get<int>())
+        throw CommandFailure(fmt::format("camera {}: {} {} is outside its range {}..{}",
+                                         ctx.camera.text(), setting, value, min->get<int>(),
+                                         max->get<int>()));
+}
+
+}  // namespace
+
 int run_set(CommandContext& ctx, const Arguments& args) {
     auto it = setting_commands().find(args.setting);
     if (it == setting_commands().end()) throw CommandFailure("unknown setting " + args.setting);
+    check_advertised_range(ctx, args.setting, args.value);
     it->second.setter(ctx.camera.ip.c_str(), ctx.camera.port, args.value);
     const std::string confirmed_as = it->second.confirmed_as;
     if (confirmed_as.empty())
