@@ -1,5 +1,7 @@
 #include "tools/oscctl/command_table.h"
 
+#include <algorithm>
+
 namespace oscctl {
 
 namespace {
@@ -79,7 +81,7 @@ const std::vector<CommandEntry>& command_entries() {
              c.add_option("--fw1230", a.fw1230, "the three AST1230 files")
                  ->expected(3)
                  ->check(CLI::ExistingFile);
-             c.add_flag("--all", a.all, "update both modules in one run");
+             c.add_flag("--both", a.both_modules, "update both modules in one run");
          },
          true},
         {"progress", "show the firmware update progress", run_progress,
@@ -165,9 +167,16 @@ void define_commands(CLI::App& app, Invocation& invocation) {
 
     for (const CommandEntry& entry : command_entries()) {
         CLI::App* command = app.add_subcommand(entry.name, entry.help);
-        if (entry.needs_camera)
-            command->add_option("camera", invocation.args.camera, "IP or IP:PORT (port 8080)")
+        if (entry.needs_camera) {
+            command
+                ->add_option("camera", invocation.args.camera,
+                             "IP or IP:PORT (port 8080); several separated by commas")
                 ->required();
+            // Taken out of the command line before parsing (see
+            // move_fleet_flag); declared for the help text.
+            command->add_flag("--all", invocation.args.all_cameras,
+                              "every camera scan finds, instead of the camera argument");
+        }
         entry.options(*command, invocation.args);
         command->callback([&invocation, &entry] {
             invocation.run = entry.run;
@@ -175,6 +184,37 @@ void define_commands(CLI::App& app, Invocation& invocation) {
             invocation.skip_teardown = std::string(entry.name) == "reboot";
         });
     }
+}
+
+namespace {
+
+bool is_camera_command(const std::string& word) {
+    for (const CommandEntry& entry : command_entries())
+        if (entry.needs_camera && word == entry.name) return true;
+    return false;
+}
+
+}  // namespace
+
+std::vector<std::string> move_fleet_flag(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv, argv + argc);
+    std::size_t command = 0;
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        if (words[i] == "--timeout" || words[i] == "--lib-dir") {
+            ++i;
+            continue;
+        }
+        if (words[i].rfind('-', 0) == 0) continue;
+        command = i;
+        break;
+    }
+    if (command == 0 || !is_camera_command(words[command])) return words;
+    const auto flag =
+        std::find(words.begin() + static_cast<std::ptrdiff_t>(command) + 1, words.end(), "--all");
+    if (flag == words.end()) return words;
+    words.erase(flag);
+    words.insert(words.begin() + static_cast<std::ptrdiff_t>(command) + 1, kAllCameras);
+    return words;
 }
 
 std::string usage_error_text(const CLI::App& app, const CLI::ParseError& error, int argc,

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -32,6 +33,13 @@ struct Invocation {
 
 // Adds every subcommand to `app`; after app.parse, `invocation` holds the choice.
 void define_commands(CLI::App& app, Invocation& invocation);
+
+// Stands for the camera argument when --all is given.
+inline const char* const kAllCameras = "@all";
+
+// The command line with a camera command's --all turned into kAllCameras in
+// the camera argument's place, so that the other arguments keep theirs.
+std::vector<std::string> move_fleet_flag(int argc, const char* const* argv);
 
 // What to tell the user about a command line the parser rejected; names the
 // word at fault where the parser's own text does not.

@@ -9,6 +9,10 @@
 
 namespace oscctl {
 
+// How long scan and --all listen by default: the client library's browse
+// window (OSC_DISCOVERY_SECONDS, 5 s unless set).
+double default_scan_seconds();
+
 // Every argument any subcommand takes; the command table binds them.
 struct Arguments {
     std::string camera;
@@ -26,7 +30,8 @@ struct Arguments {
     std::string svg_file;
     std::string fw1220;
     std::vector<std::string> fw1230;
-    bool all = false;
+    bool both_modules = false;
+    bool all_cameras = false;          // help text only; see move_fleet_flag
     std::vector<std::string> network;  // "static ADDR GW MASK" or "dhcp"
     int http_port = 0;
     int https_port = 0;
@@ -37,7 +42,7 @@ struct Arguments {
     bool wait = false;
     std::string output_file;
     double duration = 0;
-    double scan_seconds = 6;
+    double scan_seconds = default_scan_seconds();
     std::vector<std::string> cameras;
 };
 
@@ -68,6 +73,9 @@ int run_remove(CommandContext& ctx, const Arguments& args);
 // Fleet (commands_fleet.cpp)
 int run_scan(CommandContext& ctx, const Arguments& args);
 int run_watch(CommandContext& ctx, const Arguments& args);
+// The cameras the handler finds within `seconds` (sooner when every camera of
+// a static list has answered), sorted by address.
+std::vector<std::string> find_cameras(CommandContext& ctx, double seconds);
 
 // "on"/"off" to bool; throws CommandFailure otherwise.
 bool parse_switch(const std::string& text);

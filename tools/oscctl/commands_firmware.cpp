@@ -31,9 +31,9 @@ int run_update(CommandContext& ctx, const Arguments& args) {
     const int port = ctx.camera.port;
     if (!args.fw1230.empty() && args.fw1230.size() != 3)
         throw CommandFailure("--fw1230 takes three files");
-    if (args.all) {
+    if (args.both_modules) {
         if (args.fw1220.empty() || args.fw1230.empty())
-            throw CommandFailure("--all needs --fw1220 FILE and --fw1230 A B C");
+            throw CommandFailure("update --both needs --fw1220 FILE and --fw1230 A B C");
         UpdateFirmwareAll(ip, port, args.fw1230[0].c_str(), args.fw1230[1].c_str(),
                           args.fw1230[2].c_str(), args.fw1220.c_str());
     } else if (!args.fw1230.empty()) {

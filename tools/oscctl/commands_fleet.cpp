@@ -1,10 +1,13 @@
 // scan, watch: commands about every camera the handler finds.
+#include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <set>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 #include <fmt/format.h>
 
@@ -39,6 +42,27 @@ std::size_t expected_cameras() {
     return split(listed, ',').size();
 }
 
+// Sorts addresses by their numbers (127.0.0.2 before 127.0.0.10), then port.
+std::tuple<unsigned, unsigned, unsigned, unsigned, int, std::string> address_order(
+    const std::string& text) {
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    int port = 0;
+    if (std::sscanf(text.c_str(), "%u.%u.%u.%u:%d", &a, &b, &c, &d, &port) < 4)
+        return {~0u, 0, 0, 0, 0, text};
+    return {a, b, c, d, port, text};
+}
+
+// A callback as one JSON line, the parameter document embedded as an object;
+// the answers oscctl only counts for its waiting are left out.
+void print_watched(Output& out, Event event) {
+    if (event.value("event", "") == "answer") return;
+    if (event.value("event", "") == "params") {
+        auto document = nlohmann::json::parse(event.value("json", ""), nullptr, false);
+        if (!document.is_discarded()) event["json"] = std::move(document);
+    }
+    out.document(event);
+}
+
 }  // namespace
 
 bool parse_switch(const std::string& text) {
@@ -47,12 +71,20 @@ bool parse_switch(const std::string& text) {
     throw CommandFailure("expected on or off, not " + text);
 }
 
-int run_scan(CommandContext& ctx, const Arguments& args) {
+double default_scan_seconds() {
+    const char* text = std::getenv("OSC_DISCOVERY_SECONDS");
+    if (!text) return 5;
+    char* end = nullptr;
+    const double seconds = std::strtod(text, &end);
+    return end != text && *end == '\0' && seconds > 0 ? seconds : 5;
+}
+
+std::vector<std::string> find_cameras(CommandContext& ctx, double seconds) {
     const std::size_t expected = expected_cameras();
     ScanSupportDevices();
     std::vector<std::string> cameras;
     const auto deadline = std::chrono::steady_clock::now() +
-                          std::chrono::milliseconds(static_cast<int>(args.scan_seconds * 1000));
+                          std::chrono::milliseconds(static_cast<int>(seconds * 1000));
     while (expected == 0 || cameras.size() < expected) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
@@ -62,6 +94,14 @@ int run_scan(CommandContext& ctx, const Arguments& args) {
         if (!event) break;
         cameras = split(event->value("list", ""), ';');
     }
+    std::sort(cameras.begin(), cameras.end(), [](const std::string& a, const std::string& b) {
+        return address_order(a) < address_order(b);
+    });
+    return cameras;
+}
+
+int run_scan(CommandContext& ctx, const Arguments& args) {
+    const std::vector<std::string> cameras = find_cameras(ctx, args.scan_seconds);
     if (ctx.out.json()) {
         ctx.out.document(nlohmann::json(cameras));
     } else {
@@ -86,12 +126,12 @@ int run_watch(CommandContext& ctx, const Arguments& args) {
     while (!g_interrupted &&
            (args.duration <= 0 || std::chrono::steady_clock::now() - started < limit)) {
         for (const Event& event : ctx.events.since(shown)) {
-            ctx.out.document(event);
+            print_watched(ctx.out, event);
             ++shown;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    for (const Event& event : ctx.events.since(shown)) ctx.out.document(event);
+    for (const Event& event : ctx.events.since(shown)) print_watched(ctx.out, event);
     return 0;
 }
 

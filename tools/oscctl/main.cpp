@@ -3,12 +3,38 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
 #include "tools/oscctl/client_location.h"
 #include "tools/oscctl/command_table.h"
+#include "tools/oscctl/fleet_run.h"
 #include "tools/oscctl/handler_session.h"
+
+namespace {
+
+// One camera as before; several (a list, or --all) concurrently.
+int run_on_cameras(oscctl::CommandContext& ctx, const oscctl::Invocation& invocation) {
+    using namespace oscctl;
+    const std::string& text = invocation.args.camera;
+    std::vector<CameraAddress> cameras;
+    if (text == kAllCameras) {
+        for (const auto& found : find_cameras(ctx, default_scan_seconds()))
+            cameras.push_back(parse_camera_address(found));
+        if (cameras.empty()) throw CommandFailure("--all: no camera found (see oscctl scan)");
+    } else {
+        cameras = parse_camera_list(text);
+    }
+    if (cameras.size() == 1 && text != kAllCameras) {
+        ctx.camera = cameras.front();
+        return invocation.run(ctx, invocation.args);
+    }
+    ctx.cursor = ctx.events.size();
+    return run_on_fleet(ctx, cameras, invocation.run, invocation.args);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace oscctl;
@@ -19,8 +45,11 @@ int main(int argc, char** argv) {
     CLI::App app{"oscctl: control networked panoramic cameras"};
     Invocation invocation;
     define_commands(app, invocation);
+    const std::vector<std::string> words = move_fleet_flag(argc, argv);
+    std::vector<const char*> word_pointers;
+    for (const auto& word : words) word_pointers.push_back(word.c_str());
     try {
-        app.parse(argc, argv);
+        app.parse(static_cast<int>(word_pointers.size()), word_pointers.data());
     } catch (const CLI::CallForVersion& version) {
         out.document(std::string(version.what()));
         return 0;
@@ -60,8 +89,8 @@ int main(int argc, char** argv) {
         HandlerSession session(lib_dir, options.verbose);
         try {
             CommandContext ctx{session.events(), out, timeout, {}};
-            if (invocation.needs_camera) ctx.camera = parse_camera_address(invocation.args.camera);
-            status = invocation.run(ctx, invocation.args);
+            status = invocation.needs_camera ? run_on_cameras(ctx, invocation)
+                                             : invocation.run(ctx, invocation.args);
         } catch (const CommandFailure& failure) {
             std::fprintf(stderr, "oscctl: %s\n", failure.what());
             status = failure.exit_code();

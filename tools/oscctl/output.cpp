@@ -30,7 +30,17 @@ void Output::silence_library_stdout() {
     ::close(null_fd);
 }
 
+Output Output::collected_into(std::string* sink) const {
+    Output copy = *this;
+    copy.sink_ = sink;
+    return copy;
+}
+
 void Output::document(const std::string& text) {
+    if (sink_) {
+        *sink_ += text + "\n";
+        return;
+    }
     std::fprintf(out_, "%s\n", text.c_str());
     std::fflush(out_);
 }
@@ -46,12 +56,16 @@ void Output::line(const std::string& text) {
 
 void Output::raw(const std::string& text) {
     if (json_) return;
+    if (sink_) {
+        *sink_ += text;
+        return;
+    }
     std::fputs(text.c_str(), out_);
     std::fflush(out_);
 }
 
 bool Output::is_terminal() const {
-    return ::isatty(::fileno(out_)) != 0;
+    return !sink_ && ::isatty(::fileno(out_)) != 0;
 }
 
 std::string format_table(const std::vector<Row>& rows) {

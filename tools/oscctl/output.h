@@ -33,9 +33,14 @@ public:
     void raw(const std::string& text);
     bool is_terminal() const;
 
+    // The same output collected into `sink` instead, for one camera of a
+    // fleet whose answers are printed together at the end.
+    Output collected_into(std::string* sink) const;
+
 private:
     std::FILE* out_ = stdout;
     bool json_ = false;
+    std::string* sink_ = nullptr;
 };
 
 using Row = std::vector<std::string>;

@@ -29,47 +29,24 @@ std::vector<Rect> rects(const std::string& svg) {
 
 // 3840x1920 source and 1920x1080 output; both panels are 640 wide, so the
 // source scale is 1/6 and the output scale 1/3.
-const nlohmann::json kLayout = {
-    {"srcWidth", 3840},
-    {"srcHeight", 1920},
-    {"dstWidth", 1920},
-    {"dstHeight", 1080},
-    {"roiNum", 2},
-    {"roiParam",
-     {{{"srcX", 0},
-       {"srcY", 0},
-       {"srcW", 1920},
-       {"srcH", 960},
-       {"dstX", 0},
-       {"dstY", 0},
-       {"dstW", 960},
-       {"dstH", 540},
-       {"projection", 0}},
-      {{"srcX", 1920},
-       {"srcY", 960},
-       {"srcW", 1920},
-       {"srcH", 960},
-       {"dstX", 960},
-       {"dstY", 540},
-       {"dstW", 960},
-       {"dstH", 540},
-       {"projection", 1}}}},
-};
+const auto kLayout = nlohmann::json::parse(R"({
+    "srcWidth": 3840, "srcHeight": 1920, "dstWidth": 1920, "dstHeight": 1080, "roiNum": 2,
+    "roiParam": [
+      {"srcX": 0, "srcY": 0, "srcW": 1920, "srcH": 960,
+       "dstX": 0, "dstY": 0, "dstW": 960, "dstH": 540, "projection": 0},
+      {"srcX": 1920, "srcY": 960, "srcW": 1920, "srcH": 960,
+       "dstX": 960, "dstY": 540, "dstW": 960, "dstH": 540, "projection": 1}]})");
 
-TEST(RoiSvg, DrawsBothFramesAndEveryRegionTwice) {
-    const auto found = rects(oscctl::render_roi_svg(kLayout));
-    ASSERT_EQ(found.size(), 2u + 2u * 2u);
-    EXPECT_EQ(found[0].cls, "frame");
-    EXPECT_DOUBLE_EQ(found[0].w, 640.0);
-    EXPECT_DOUBLE_EQ(found[0].h, 320.0);  // 1920 / 6
-    EXPECT_EQ(found[1].cls, "frame");
-    EXPECT_DOUBLE_EQ(found[1].h, 360.0);  // 1080 / 3
-}
-
+// Both frames, then every region twice, scaled into its panel with its number.
 TEST(RoiSvg, RegionsAreScaledIntoTheirPanelsWithTheSameNumber) {
     const auto found = rects(oscctl::render_roi_svg(kLayout));
+    ASSERT_EQ(found.size(), 2u + 2u * 2u);
     const Rect& source_frame = found[0];
     const Rect& output_frame = found[1];
+    EXPECT_EQ(source_frame.cls + output_frame.cls, "frameframe");
+    EXPECT_DOUBLE_EQ(source_frame.w, 640.0);
+    EXPECT_DOUBLE_EQ(source_frame.h, 320.0);  // 1920 / 6
+    EXPECT_DOUBLE_EQ(output_frame.h, 360.0);  // 1080 / 3
     struct Expected {
         std::size_t index;
         int roi;
