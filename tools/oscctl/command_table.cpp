@@ -129,12 +129,15 @@ const std::vector<CommandEntry>& command_entries() {
          true},
         {"reboot", "reboot the camera", run_reboot,
          [](CLI::App& c, Arguments& a) {
-             c.add_flag("--wait", a.wait, "wait until the camera answers again");
+             c.add_flag("--wait", a.wait,
+                        "wait until the camera answers again; without it oscctl returns once "
+                        "the camera has taken the request");
          },
          true},
         {"screenshot", "take a picture", run_screenshot,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("-o,--output", a.output_file, "save the picture here");
+             c.add_option("-o,--output", a.output_file,
+                          "save the picture here; - writes it to stdout");
          },
          true},
         {"remove", "forget the camera", run_remove, [](CLI::App&, Arguments&) {}, true},

@@ -1,4 +1,8 @@
 // update, progress.
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
 #include <fmt/format.h>
 
 #include "IVeskOSCHandlerInst.h"
@@ -29,23 +33,46 @@ std::string stage_text(const std::string& text) {
 int run_update(CommandContext& ctx, const Arguments& args) {
     const char* ip = ctx.camera.ip.c_str();
     const int port = ctx.camera.port;
+    const bool both = args.both_modules;
+    const std::string operation = both                   ? "update --both"
+                                  : !args.fw1230.empty() ? "update --fw1230"
+                                                         : "update --fw1220";
+    if (both && (args.fw1220.empty() || args.fw1230.empty()))
+        throw CommandFailure("update --both needs --fw1220 FILE and --fw1230 A B C");
+    if (args.fw1220.empty() && args.fw1230.empty())
+        throw CommandFailure("update needs --fw1220 FILE, --fw1230 A B C, or both with --both");
     if (!args.fw1230.empty() && args.fw1230.size() != 3)
-        throw CommandFailure("--fw1230 takes three files");
-    if (args.both_modules) {
-        if (args.fw1220.empty() || args.fw1230.empty())
-            throw CommandFailure("update --both needs --fw1220 FILE and --fw1230 A B C");
+        throw CommandFailure(operation + ": --fw1230 takes three files");
+    std::vector<std::string> files = args.fw1230;
+    if (!args.fw1220.empty()) files.push_back(args.fw1220);
+    for (const auto& file : files) {
+        std::error_code error;
+        if (std::filesystem::file_size(file, error) == 0 || error)
+            throw CommandFailure(fmt::format("{}: {} is empty or unreadable", operation, file));
+    }
+    if (!args.fw1230.empty()) {
+        // The handler picks the AST1230 update script by the camera's model,
+        // which a fresh run learns from the parameters only.
+        GetCameraSettings(ip, port, false);
+        const auto params = nlohmann::json::parse(ctx.await_params().value("json", "{}"));
+        const std::string model = params.value("model", "");
+        if (model != "Q07261" && model != "Q06127" && model != "Q04932")
+            throw CommandFailure(fmt::format(
+                "{}: camera {} reports model '{}'; the AST1230 module is updated on models "
+                "Q07261, Q06127 and Q04932 only",
+                operation, ctx.camera.text(), model));
+    }
+    if (both) {
         UpdateFirmwareAll(ip, port, args.fw1230[0].c_str(), args.fw1230[1].c_str(),
                           args.fw1230[2].c_str(), args.fw1220.c_str());
     } else if (!args.fw1230.empty()) {
         Update1230Firmware(ip, port, args.fw1230[0].c_str(), args.fw1230[1].c_str(),
                            args.fw1230[2].c_str());
-    } else if (!args.fw1220.empty()) {
-        Update1220Firmware(ip, port, args.fw1220.c_str());
     } else {
-        throw CommandFailure("update needs --fw1220 FILE and/or --fw1230 A B C");
+        Update1220Firmware(ip, port, args.fw1220.c_str());
     }
 
-    ProgressBar bar(ctx.out.is_terminal());
+    ProgressBar bar(!ctx.out.json() && !ctx.out.collected());
     int percent = 0;
     // An update reports all along; the timeout counts silence, not duration.
     auto last = ctx.events.wait_while_active(
@@ -65,12 +92,15 @@ int run_update(CommandContext& ctx, const Arguments& args) {
                 percent = e.value("value", 0);
                 bar.update(percent, stage_text(e.value("text", "")));
             }
-            if (ctx.out.json()) ctx.out.document(e);
+            if (ctx.out.json() && (kind == "fw_upload" || kind == "fw_progress"))
+                ctx.out.document(e);
         });
     bar.finish();
-    if (!last) ctx.fail_no_answer("during the firmware update");
-    throw_if_failure(ctx.camera, *last);
-    ctx.out.line(fmt::format("{}: firmware update finished", ctx.camera.text()));
+    if (!last) ctx.fail_no_answer("during " + operation);
+    if (last->value("event", "") == "result")
+        throw CommandFailure(fmt::format("camera {}: {} failed: {}", ctx.camera.text(), operation,
+                                         last->value("message", "")));
+    ctx.out.line(fmt::format("{}: {} finished", ctx.camera.text(), operation));
     return 0;
 }
 

@@ -27,19 +27,32 @@ void print_health(CommandContext& ctx, const Event& event) {
     }));
 }
 
-// Fetches the picture the camera names ("http://IP/tmp/captureN.jpeg"); the
-// address carries no port, so the camera's own port is used.
-void download(const CameraAddress& camera, const std::string& address, const std::string& file) {
-    const auto path_start = address.find('/', address.find("//") + 2);
+// The camera names its picture "http://IP/tmp/captureN.jpeg", without the
+// port; the address a user can open carries the camera's port.
+std::string with_port(const CameraAddress& camera, const std::string& address) {
+    const auto host_start = address.find("//");
+    if (host_start == std::string::npos) return address;
+    const auto path_start = address.find('/', host_start + 2);
+    const std::string host = address.substr(host_start + 2, path_start - host_start - 2);
+    if (host.find(':') != std::string::npos) return address;
+    return address.substr(0, host_start + 2) + host + ":" + std::to_string(camera.port) +
+           (path_start == std::string::npos ? "" : address.substr(path_start));
+}
+
+// The picture at an address with_port made.
+std::string download(const std::string& address) {
+    const auto host_start = address.find("//");
+    const auto path_start =
+        host_start == std::string::npos ? host_start : address.find('/', host_start + 2);
     if (path_start == std::string::npos) throw CommandFailure("bad picture address " + address);
+    const CameraAddress camera =
+        parse_camera_address(address.substr(host_start + 2, path_start - host_start - 2));
     httplib::Client client(camera.ip, camera.port);
     client.set_connection_timeout(2);
     client.set_read_timeout(10);
     auto response = client.Get(address.substr(path_start));
     if (!response || response->status != 200) throw CommandFailure("cannot download " + address);
-    std::ofstream out(file, std::ios::binary);
-    out << response->body;
-    if (!out) throw CommandFailure("cannot write " + file);
+    return response->body;
 }
 
 }  // namespace
@@ -134,28 +147,47 @@ int run_save(CommandContext& ctx, const Arguments&) {
 int run_reboot(CommandContext& ctx, const Arguments& args) {
     RebootCamera(ctx.camera.ip.c_str(), ctx.camera.port);
     ctx.await_event("reboot", "the reboot");
-    ctx.out.line(fmt::format("{}: rebooting", ctx.camera.text()));
-    if (args.wait) {
-        // The handler holds the camera's commands for 40 s after a reboot.
-        CommandContext patient = ctx;
-        patient.timeout = std::max(ctx.timeout, std::chrono::milliseconds(90000));
-        GetCameraSettings(ctx.camera.ip.c_str(), ctx.camera.port, false);
-        patient.await_params();
-        ctx.out.line(fmt::format("{}: back", ctx.camera.text()));
+    if (!args.wait) {
+        // The camera has taken the request; whether it comes back is not known yet.
+        if (ctx.out.json())
+            ctx.out.document(nlohmann::json{
+                {"camera", ctx.camera.text()}, {"command", "reboot"}, {"requested", true}});
+        else
+            ctx.out.line(fmt::format("{}: reboot requested (--wait waits until it answers again)",
+                                     ctx.camera.text()));
+        return 0;
     }
+    // The handler holds the camera's commands for 40 s after a reboot.
+    CommandContext patient = ctx;
+    patient.timeout = std::max(ctx.timeout, std::chrono::milliseconds(90000));
+    GetCameraSettings(ctx.camera.ip.c_str(), ctx.camera.port, false);
+    patient.await_params();
     ctx.report_done("reboot");
     return 0;
 }
 
 int run_screenshot(CommandContext& ctx, const Arguments& args) {
     TakeScreenShot(ctx.camera.ip.c_str(), ctx.camera.port);
-    const std::string address = ctx.await_result("TakeScreenShot").value("message", "");
-    if (!args.output_file.empty()) download(ctx.camera, address, args.output_file);
+    const std::string address =
+        with_port(ctx.camera, ctx.await_result("TakeScreenShot").value("message", ""));
+    const std::string& file = args.output_file;
+    if (file == "-") {
+        // The picture is the output; what would be said about it goes to stderr.
+        ctx.out.binary(download(address));
+        return 0;
+    }
+    if (!file.empty()) {
+        std::ofstream out(file, std::ios::binary);
+        out << download(address);
+        if (!out) throw CommandFailure("cannot write " + file);
+    }
     if (ctx.out.json()) {
-        ctx.out.document(nlohmann::json{{"camera", ctx.camera.text()}, {"picture", address}});
+        nlohmann::json answer{{"camera", ctx.camera.text()}, {"picture", address}};
+        if (!file.empty()) answer["saved"] = file;
+        ctx.out.document(answer);
     } else {
         ctx.out.line(fmt::format("{}: picture {}", ctx.camera.text(), address));
-        if (!args.output_file.empty()) ctx.out.line("saved as " + args.output_file);
+        if (!file.empty()) ctx.out.line("saved as " + file);
     }
     return 0;
 }

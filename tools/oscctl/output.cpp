@@ -64,8 +64,13 @@ void Output::raw(const std::string& text) {
     std::fflush(out_);
 }
 
-bool Output::is_terminal() const {
-    return !sink_ && ::isatty(::fileno(out_)) != 0;
+void Output::binary(const std::string& bytes) {
+    if (sink_) {
+        *sink_ += bytes;
+        return;
+    }
+    std::fwrite(bytes.data(), 1, bytes.size(), out_);
+    std::fflush(out_);
 }
 
 std::string format_table(const std::vector<Row>& rows) {

@@ -29,9 +29,12 @@ public:
     void document(const nlohmann::json& value);
     // A human line; suppressed in JSON mode so that stdout stays one document.
     void line(const std::string& text);
-    // Raw text to the terminal (progress bar); human mode only.
+    // Raw text (a table); human mode only.
     void raw(const std::string& text);
-    bool is_terminal() const;
+    // Collected for one camera of many rather than written at once.
+    bool collected() const { return sink_ != nullptr; }
+    // Bytes as they are (a picture written to standard output).
+    void binary(const std::string& bytes);
 
     // The same output collected into `sink` instead, for one camera of a
     // fleet whose answers are printed together at the end.

@@ -1,46 +1,53 @@
 #include "tools/oscctl/progress_bar.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 
 #include <fmt/format.h>
-
-#include "tools/oscctl/output.h"
 
 namespace oscctl {
 
 namespace {
+
 constexpr int kBarWidth = 30;
+// "[" bar "] " "100% " "9999.9s "
+constexpr int kFixedWidth = kBarWidth + 2 + 1 + 5 + 8;
+
+int terminal_columns() {
+    winsize size{};
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    return 80;
 }
 
-ProgressBar::ProgressBar(bool terminal) : terminal_(terminal) {}
+}  // namespace
+
+ProgressBar::ProgressBar(bool shown) : shown_(shown && ::isatty(STDERR_FILENO) != 0) {}
 
 std::string ProgressBar::render(int percent, const std::string& stage, double elapsed_seconds,
-                                bool terminal) {
+                                int columns) {
     percent = std::clamp(percent, 0, 100);
-    if (!terminal) return fmt::format("{:3d}% {:6.1f}s {}", percent, elapsed_seconds, stage);
     const int filled = percent * kBarWidth / 100;
-    return fmt::format("\r[{}{}] {:3d}% {:6.1f}s {:<40.40}", std::string(filled, '#'),
-                       std::string(kBarWidth - filled, '.'), percent, elapsed_seconds, stage);
+    // The last column stays free: writing it wraps some terminals.
+    const auto stage_width = static_cast<std::size_t>(std::max(0, columns - 1 - kFixedWidth));
+    return fmt::format("\r[{}{}] {:3d}% {:6.1f}s {:<{}}", std::string(filled, '#'),
+                       std::string(kBarWidth - filled, '.'), percent, elapsed_seconds,
+                       stage.substr(0, stage_width), stage_width);
 }
 
 void ProgressBar::update(int percent, const std::string& stage) {
-    // Repeated reports would only add noise to a log.
-    if (!terminal_ && percent == last_percent_ && stage == last_stage_) return;
-    last_percent_ = percent;
-    last_stage_ = stage;
+    if (!shown_) return;
     const double elapsed =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
-    const std::string text = render(percent, stage, elapsed, terminal_);
-    if (terminal_) {
-        Output::instance().raw(text);
-        drawn_ = true;
-    } else {
-        Output::instance().line(text);
-    }
+    std::fputs(render(percent, stage, elapsed, terminal_columns()).c_str(), stderr);
+    std::fflush(stderr);
+    drawn_ = true;
 }
 
 void ProgressBar::finish() {
-    if (terminal_ && drawn_) Output::instance().raw("\n");
+    if (drawn_) std::fputs("\n", stderr);
     drawn_ = false;
 }
 

@@ -1,4 +1,5 @@
-// Firmware update progress: a redrawn bar on a terminal, plain lines otherwise.
+// Firmware update progress: a bar redrawn on the terminal's stderr; nothing
+// when stderr is not a terminal (logs and pipes get the final result only).
 #pragma once
 
 #include <chrono>
@@ -8,20 +9,19 @@ namespace oscctl {
 
 class ProgressBar {
 public:
-    explicit ProgressBar(bool terminal);
+    // `shown` false draws nothing (JSON mode, several cameras at once).
+    explicit ProgressBar(bool shown);
     void update(int percent, const std::string& stage);
-    // Ends the bar's line on a terminal.
+    // Ends the bar's line.
     void finish();
 
-    // One rendering, for the terminal (no newline) or a log line.
+    // One rendering, starting with a carriage return, `columns` wide at most.
     static std::string render(int percent, const std::string& stage, double elapsed_seconds,
-                              bool terminal);
+                              int columns);
 
 private:
-    bool terminal_;
+    bool shown_;
     bool drawn_ = false;
-    int last_percent_ = -1;
-    std::string last_stage_;
     std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
 };
 

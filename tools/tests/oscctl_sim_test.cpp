@@ -194,18 +194,23 @@ TEST_F(OscctlAgainstSim, SaveHealthVersionScreenshot) {
     const std::string picture = scratch_file("oscctl-shot.jpeg");
     result = run("screenshot", {"-o", picture});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("/tmp/capture"), std::string::npos);
+    EXPECT_NE(result.out.find(camera() + "/tmp/capture"), std::string::npos) << result.out;
     EXPECT_TRUE(std::ifstream(picture).good());
+    result = run("screenshot", {"-o", "-"});
+    EXPECT_EQ(result.out.rfind("\xFF\xD8", 0), 0u);  // the JPEG itself
 }
 
 TEST_F(OscctlAgainstSim, FirmwareUpdateReportsProgressToTheEnd) {
     const std::string image = scratch_file("update.img");
     std::ofstream(image) << std::string(4096, 'F');
-    const auto result = run("update", {"--fw1220", image});
+    auto result = run("update", {"--fw1220", image}, {"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("100%"), std::string::npos) << result.out;
-    EXPECT_NE(result.out.find("finished"), std::string::npos);
+    EXPECT_NE(result.out.find(R"("value":100)"), std::string::npos) << result.out;
     EXPECT_EQ(sim_->snapshot()["uploads"]["update.img"], 4096);
+    std::ofstream(image, std::ios::trunc).close();
+    result = run("update", {"--fw1220", image});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("update --fw1220: " + image + " is empty"), std::string::npos);
 }
 
 TEST_F(OscctlAgainstSim, ScanFindsTheStaticListAndWatchPrintsJsonLines) {
@@ -230,6 +235,7 @@ TEST_F(OscctlAgainstSim, ScanFindsTheStaticListAndWatchPrintsJsonLines) {
 TEST_F(OscctlAgainstSim, RebootWithoutWaitReturnsAtOnce) {
     const auto result = run("reboot");
     ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find("reboot requested"), std::string::npos) << result.out;
     EXPECT_LT(result.seconds, 5.0);
     // The camera counts the reboot when it comes back.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -258,7 +264,7 @@ TEST_F(OscctlAgainstSim, FaultsNameTheirCause) {
         {[](F& f) { f.wrong_type = true; }, {"health"}, "answer the handler cannot use", 1},
         {[](F& f) { f.wrong_type = true; }, {"mode"}, "answer the handler cannot use", 1},
         {[](F& f) { f.malformed = true; }, {"health"}, "Invalid answer", 1},
-        {[](F& f) { f.fail_update = "hw"; }, {"update", "--fw1220", image}, "Firmware", 1},
+        {[](F& f) { f.fail_update = "hw"; }, {"update", "--fw1220", image}, "fw1220 failed", 1},
     };
     for (const Case& c : table) {
         SCOPED_TRACE(c.message);
