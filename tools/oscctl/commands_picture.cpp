@@ -8,6 +8,7 @@
 
 #include "IVeskOSCHandlerInst.h"
 #include "tools/oscctl/commands.h"
+#include "tools/oscctl/roi_layout.h"
 #include "tools/oscctl/roi_svg.h"
 
 namespace oscctl {
@@ -181,10 +182,13 @@ int run_roi(CommandContext& ctx, const Arguments& args) {
                         "and 3 (oscctl mode {} 2)",
                         ctx.camera.text(), mode, ctx.camera.text()));
     if (!args.roi_file.empty()) {
-        const std::string layout = read_file(args.roi_file);
-        if (!nlohmann::json::accept(layout))
-            throw CommandFailure(args.roi_file + " is not a JSON document");
-        SetROI_Json(ctx.camera.ip.c_str(), ctx.camera.port, layout.c_str());
+        auto layout = nlohmann::json::parse(read_file(args.roi_file), nullptr, false);
+        if (layout.is_discarded()) throw CommandFailure(args.roi_file + " is not a JSON document");
+        // What --json roi printed: the layout under the camera's option name.
+        if (layout.is_object() && layout.contains("_roi")) layout = layout["_roi"];
+        if (const auto error = roi_layout_error(layout))
+            throw CommandFailure(fmt::format("{}: {}", args.roi_file, *error));
+        SetROI_Json(ctx.camera.ip.c_str(), ctx.camera.port, layout.dump().c_str());
         ctx.await_result("SetROI");
     }
     GetROI(ctx.camera.ip.c_str(), ctx.camera.port);

@@ -23,12 +23,6 @@ TEST(SettingsRows, ShowsMinMaxCurrentAndUnit) {
     EXPECT_EQ(rows[5], (oscctl::Row{"awb", "-", "-", "5000", "K"}));
 }
 
-TEST(DetailsRows, AddsUnitsWhereKnown) {
-    const auto rows = oscctl::details_rows({{"bitrate", 8000}, {"framerate", 30}});
-    EXPECT_EQ(rows,
-              (std::vector<oscctl::Row>{{"frame rate", "30 fps"}, {"bitrate", "8000 kbit/s"}}));
-}
-
 TEST(ProgressBar, FitsTheTerminalWidth) {
     const std::string bar = oscctl::ProgressBar::render(50, "writing the image", 2, 60);
     EXPECT_EQ(bar.rfind("\r[###############...............]  50%    2.0s writing the", 0), 0u);
