@@ -1,4 +1,7 @@
 // scan, watch: commands about every camera the handler finds.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -6,6 +9,7 @@
 #include <cstdlib>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 #include <tuple>
 
@@ -33,13 +37,39 @@ std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
+// The entries of OSC_STATIC_CAMERAS the client library will probe; warns
+// about the others, which it skips without a word.
+std::vector<std::string> static_cameras() {
+    const char* listed = std::getenv("OSC_STATIC_CAMERAS");
+    std::vector<std::string> valid;
+    for (std::string entry : split(listed ? listed : "", ',')) {
+        const auto first = entry.find_first_not_of(" \t");
+        if (first == std::string::npos) continue;
+        entry = entry.substr(first, entry.find_last_not_of(" \t") - first + 1);
+        std::string problem;
+        try {
+            const CameraAddress camera = parse_camera_address(entry);
+            in_addr address{};
+            if (::inet_pton(AF_INET, camera.ip.c_str(), &address) != 1)
+                problem = "not an IPv4 address";
+        } catch (const std::invalid_argument& error) {
+            problem = error.what();
+        }
+        if (problem.empty())
+            valid.push_back(entry);
+        else
+            std::fprintf(stderr, "oscctl: OSC_STATIC_CAMERAS: skipping '%s' (%s)\n", entry.c_str(),
+                         problem.c_str());
+    }
+    return valid;
+}
+
 // With discovery limited to the static list, the scan is complete once every
 // listed camera has answered; otherwise it runs for the whole window.
-std::size_t expected_cameras() {
+std::size_t expected_cameras(std::size_t listed) {
     const char* discovery = std::getenv("OSC_DISCOVERY");
-    const char* listed = std::getenv("OSC_STATIC_CAMERAS");
-    if (!discovery || std::string(discovery) != "static" || !listed) return 0;
-    return split(listed, ',').size();
+    if (!discovery || std::string(discovery) != "static") return 0;
+    return listed;
 }
 
 // Sorts addresses by their numbers (127.0.0.2 before 127.0.0.10), then port.
@@ -72,15 +102,16 @@ bool parse_switch(const std::string& text) {
 }
 
 double default_scan_seconds() {
+    // Read as the client library reads it: whole seconds, 1..60.
     const char* text = std::getenv("OSC_DISCOVERY_SECONDS");
-    if (!text) return 5;
+    if (!text || *text == '\0') return 5;
     char* end = nullptr;
-    const double seconds = std::strtod(text, &end);
-    return end != text && *end == '\0' && seconds > 0 ? seconds : 5;
+    const long seconds = std::strtol(text, &end, 10);
+    return *end == '\0' ? static_cast<double>(std::clamp(seconds, 1L, 60L)) : 5;
 }
 
 std::vector<std::string> find_cameras(CommandContext& ctx, double seconds) {
-    const std::size_t expected = expected_cameras();
+    const std::size_t expected = expected_cameras(static_cameras().size());
     ScanSupportDevices();
     std::vector<std::string> cameras;
     const auto deadline = std::chrono::steady_clock::now() +
@@ -108,6 +139,13 @@ int run_scan(CommandContext& ctx, const Arguments& args) {
         for (const auto& camera : cameras) ctx.out.line(camera);
         ctx.out.line(fmt::format("{} camera(s) found", cameras.size()));
     }
+    if (cameras.empty())
+        std::fprintf(stderr,
+                     "oscctl: no camera answered within %g s. Cameras announce themselves over "
+                     "DNS-SD (_osc._tcp; an mDNS daemon such as avahi-daemon must run); cameras "
+                     "that do not can be listed: OSC_STATIC_CAMERAS=IP:PORT,IP:PORT "
+                     "(OSC_DISCOVERY=static turns DNS-SD off; --seconds listens longer).\n",
+                     args.scan_seconds);
     return 0;
 }
 

@@ -83,6 +83,9 @@ int main(int argc, char** argv) {
     const auto timeout =
         std::chrono::milliseconds(static_cast<long>(options.timeout_seconds * 1000));
     ::setenv("OSC_REQUEST_TIMEOUT_MS", std::to_string(timeout.count()).c_str(), 1);
+    // The DNS-SD compatibility layer warns about itself on every run; that is
+    // no news to an oscctl user.
+    if (!options.verbose) ::setenv("AVAHI_COMPAT_NOWARN", "1", 0);
 
     int status = 0;
     {

@@ -217,9 +217,10 @@ TEST_F(OscctlAgainstSim, FirmwareUpdateReportsProgressToTheEnd) {
 
 TEST_F(OscctlAgainstSim, ScanFindsTheStaticListAndWatchPrintsJsonLines) {
     auto result = run_oscctl({"--json", "scan", "--seconds", "8"},
-                             "OSC_DISCOVERY=static OSC_STATIC_CAMERAS=" + camera());
+                             "OSC_DISCOVERY=static OSC_STATIC_CAMERAS=" + camera() + ",x:y");
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(json::parse(result.out), json::array({camera()}));
+    EXPECT_NE(result.err.find("skipping 'x:y'"), std::string::npos) << result.err;
     EXPECT_LT(result.seconds, 5.0);  // ends when the listed camera has answered
 
     result = run_oscctl({"watch", camera(), "--duration", "2"}, "OSC_DISCOVERY=static");
