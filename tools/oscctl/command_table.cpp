@@ -121,7 +121,9 @@ const std::vector<CommandEntry>& command_entries() {
          true},
         {"health", "process state, CPU and memory use", run_health,
          [](CLI::App& c, Arguments& a) {
-             c.add_flag("--stored", a.stored, "report the stored values, ask nothing");
+             c.add_flag("--stored", a.stored,
+                        "report what the handler stored from earlier answers, without asking; "
+                        "a fresh oscctl run has stored nothing, so this shows the defaults");
          },
          true},
         {"version", "module firmware versions", run_version, [](CLI::App&, Arguments&) {}, true},
@@ -140,7 +142,10 @@ const std::vector<CommandEntry>& command_entries() {
                           "save the picture here; - writes it to stdout");
          },
          true},
-        {"remove", "forget the camera", run_remove, [](CLI::App&, Arguments&) {}, true},
+        {"remove",
+         "forget the camera in this run's handler (its cache lives only as long as oscctl "
+         "runs; useful to try the call)",
+         run_remove, [](CLI::App&, Arguments&) {}, true},
         {"watch", "print every callback as a JSON line", run_watch,
          [](CLI::App& c, Arguments& a) {
              c.add_option("cameras", a.cameras, "cameras to query at the start (IP[:PORT])");
