@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "client_harness.h"
+#include "support/layouts.h"
 
 namespace osctest {
 namespace {
@@ -42,13 +43,7 @@ json health(const char* func, json options) {
 }
 
 video_layout_format one_region_layout() {
-    video_layout_format layout{};
-    layout.srcWidth = 3840;
-    layout.srcHeight = 1920;
-    layout.dstWidth = 1280;
-    layout.dstHeight = 720;
-    layout.roiNum = 1;
-    layout.roiParam[0] = {10, 20, 300, 400, 0, 0, 1280, 720, 1};
+    video_layout_format layout = source_layout(1280, 720, {{10, 20, 300, 400, 0, 0, 1280, 720, 1}});
     layout.roiParam[1] = {1, 1, 1, 1, 1, 1, 1, 1, 1};  // beyond roiNum: not sent
     return layout;
 }

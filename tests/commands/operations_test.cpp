@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "support/handler_fixture.h"
+#include "support/layouts.h"
 
 namespace {
 
@@ -37,14 +38,7 @@ json at_port(json changes) {
 }
 
 video_layout_format one_region() {
-    video_layout_format layout{};
-    layout.srcWidth = 3840;
-    layout.srcHeight = 1920;
-    layout.dstWidth = 1920;
-    layout.dstHeight = 1080;
-    layout.roiNum = 1;
-    layout.roiParam[0] = {10, 20, 960, 540, 30, 40, 950, 530, 0};
-    return layout;
+    return source_layout(1920, 1080, {{10, 20, 960, 540, 30, 40, 950, 530, 0}});
 }
 
 const json kOneRegion = R"({"srcWidth":3840,"srcHeight":1920,"dstWidth":1920,"dstHeight":1080,

@@ -2,6 +2,7 @@
 // camera, and the parameter document of a refresh agrees with what the
 // camera holds; ROI layouts travel both ways.
 #include "e2e_fixture.h"
+#include "support/layouts.h"
 
 namespace e2e {
 namespace {
@@ -73,14 +74,9 @@ TEST_F(Settings, RoiLayoutIsStoredByTheCameraAndReportedBack) {
     auto& camera = start_camera(14);
     const std::string ip = camera.host();
     SetMode(ip.c_str(), camera.port(), 2);
-    video_layout_format layout{};
-    layout.srcWidth = 3840;
-    layout.srcHeight = 1920;
-    layout.dstWidth = 1920;
-    layout.dstHeight = 1080;
-    layout.roiNum = 2;
-    layout.roiParam[0] = {0, 0, 1920, 960, 0, 0, 960, 540, 0};
-    layout.roiParam[1] = {1920, 960, 1920, 960, 960, 540, 960, 540, 0};
+    const video_layout_format layout = source_layout(
+        1920, 1080,
+        {{0, 0, 1920, 960, 0, 0, 960, 540, 0}, {1920, 960, 1920, 960, 960, 540, 960, 540, 0}});
     SetROI(ip.c_str(), camera.port(), layout);
     EXPECT_TRUE(wait_result(ip, "SetROI").ok);
     const json stored = camera.snapshot().at("options").at("_roi");

@@ -7,17 +7,14 @@
 #include <cstdint>
 
 #include "IVeskOSCHandlerInst.h"
+#include "support/layouts.h"
 
 namespace stress {
 
 using HostOperation = void (*)(const char* ip, int port, int value);
 
 inline video_layout_format sample_layout(int value) {
-    video_layout_format layout{};
-    layout.srcWidth = 3840;
-    layout.srcHeight = 1920;
-    layout.dstWidth = 1920;
-    layout.dstHeight = 1080;
+    video_layout_format layout = source_layout(1920, 1080, {});
     layout.roiNum = static_cast<std::uint8_t>(1 + (value & 3));
     return layout;
 }
