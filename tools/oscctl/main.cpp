@@ -9,6 +9,7 @@
 
 #include "tools/oscctl/client_location.h"
 #include "tools/oscctl/command_table.h"
+#include "tools/oscctl/completion.h"
 #include "tools/oscctl/fleet_run.h"
 #include "tools/oscctl/handler_session.h"
 
@@ -45,6 +46,12 @@ int main(int argc, char** argv) {
     CLI::App app{"oscctl: control networked panoramic cameras"};
     Invocation invocation;
     define_commands(app, invocation);
+    std::string completion_shell;
+    CLI::App* completion = app.add_subcommand(
+        "completion", "print the completion script for bash or zsh (installed with oscctl)");
+    completion->add_option("shell", completion_shell, "bash or zsh")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh"}));
     const std::vector<std::string> words = move_fleet_flag(argc, argv);
     std::vector<const char*> word_pointers;
     for (const auto& word : words) word_pointers.push_back(word.c_str());
@@ -65,6 +72,13 @@ int main(int argc, char** argv) {
         }
         std::fprintf(stderr, "oscctl: %s\n", usage_error_text(app, error, argc, argv).c_str());
         return kExitFailed;
+    }
+
+    if (completion->parsed()) {
+        std::string script = completion_script(app, completion_shell);
+        script.pop_back();  // document() ends the line itself
+        out.document(script);
+        return 0;
     }
 
     const GlobalOptions& options = invocation.options;
