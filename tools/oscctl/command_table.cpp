@@ -139,7 +139,10 @@ const std::vector<CommandEntry>& command_entries() {
         {"screenshot", "take a picture", run_screenshot,
          [](CLI::App& c, Arguments& a) {
              c.add_option("-o,--output", a.output_file,
-                          "save the picture here; - writes it to stdout");
+                          "save the picture here (a directory: under its own name); - writes it "
+                          "to stdout");
+             c.add_flag("-O,--save", a.save_picture,
+                        "save the picture in the current directory as IP_PORT_NAME");
          },
          true},
         {"remove",

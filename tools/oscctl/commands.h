@@ -41,6 +41,7 @@ struct Arguments {
     bool stored = false;
     bool wait = false;
     std::string output_file;
+    bool save_picture = false;
     double duration = 0;
     double scan_seconds = default_scan_seconds();
     std::vector<std::string> cameras;

@@ -1,5 +1,6 @@
 // network, ports, syslog, auth, gyro, health, version, save, reboot,
 // screenshot, remove.
+#include <filesystem>
 #include <fstream>
 
 #include <fmt/format.h>
@@ -166,11 +167,20 @@ int run_reboot(CommandContext& ctx, const Arguments& args) {
     return 0;
 }
 
+// Pictures of several cameras share their names on the camera; the camera
+// goes in front: 127.0.0.1_8080_capture_0001.jpg.
+std::string picture_file_name(const CameraAddress& camera, const std::string& address) {
+    const std::string name = address.substr(address.find_last_of('/') + 1);
+    return fmt::format("{}_{}_{}", camera.ip, camera.port, name.empty() ? "screenshot.jpg" : name);
+}
+
 int run_screenshot(CommandContext& ctx, const Arguments& args) {
     TakeScreenShot(ctx.camera.ip.c_str(), ctx.camera.port);
     const std::string address =
         with_port(ctx.camera, ctx.await_result("TakeScreenShot").value("message", ""));
-    const std::string& file = args.output_file;
+    std::string file = args.save_picture ? "." : args.output_file;
+    if (file != "-" && !file.empty() && std::filesystem::is_directory(file))
+        file = (std::filesystem::path(file) / picture_file_name(ctx.camera, address)).string();
     if (file == "-") {
         // The picture is the output; what would be said about it goes to stderr.
         ctx.out.binary(download(address));

@@ -198,6 +198,11 @@ TEST_F(OscctlAgainstSim, SaveHealthVersionScreenshot) {
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_NE(result.out.find(camera() + "/tmp/capture"), std::string::npos) << result.out;
     EXPECT_TRUE(std::ifstream(picture).good());
+    result = run("screenshot", {"-o", ::testing::TempDir()});  // a directory: the default name
+    ASSERT_EQ(result.status, 0) << result.err;
+    const std::string named = "127.0.0.1_" + std::to_string(sim_->port()) + "_";
+    EXPECT_NE(result.out.find("saved as " + ::testing::TempDir() + named), std::string::npos)
+        << result.out;
     result = run("screenshot", {"-o", "-"});
     EXPECT_EQ(result.out.rfind("\xFF\xD8", 0), 0u);  // the JPEG itself
 }
