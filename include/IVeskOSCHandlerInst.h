@@ -83,7 +83,9 @@ IVESKOSC_LAYOUT_CHECK(layout_roi_param, offsetof(video_layout_format, roiParam) 
 typedef void (*DeviceListCallback)(const char* list);
 /* The camera's parameter document: compact JSON, keys in byte order. */
 typedef void (*CameraParamCallback)(const char* ip, const char* json);
-/* Outcome of a command, named by the exported function it belongs to. */
+/* Outcome of a command, named by the exported function it belongs to. The
+ * ROI layout document arrives here too, under "GetROI" with ok true: it has
+ * no callback of its own and does not come through CameraParamCallback. */
 typedef void (*CommandResultCallback)(const char* ip, const char* command, bool ok,
                                       const char* message);
 typedef void (*HealthUsageCallback)(const char* ip, bool process_ok, float cpu_usage,
@@ -108,7 +110,12 @@ IVESKOSC_API extern int32_t current_operating_idx;
 /* ---- Lifecycle and callbacks */
 
 /* Opens libDir/libVesk_OSC.dylib (or ./libVesk_OSC.dylib when libDir is
- * NULL or empty). Without a client library every camera call is a no-op. */
+ * NULL or empty) and returns the handler, also when that fails. It prints
+ * "Vesk_OSC.dll loading success" or "... failed" on standard output, nothing
+ * more: to find out why, check that the file exists in libDir and that its
+ * own dependencies load (ldd, otool -L). After a failed load every camera
+ * call, discovery included, does nothing: no command, no callback, no log
+ * line; RemoveCachedDevice returns false; Destroy works as usual. */
 IVESKOSC_API OSCAPIHANDLER* Init(const char* libDir);
 /* Stops and joins every camera worker and releases the client library. */
 IVESKOSC_API void Destroy(void);

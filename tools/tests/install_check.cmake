@@ -20,7 +20,8 @@ if(at EQUAL -1)
 endif()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
-foreach(file include/IVeskOSCHandlerInst.h bin/oscctl bin/osc-camera-sim)
+foreach(file include/IVeskOSCHandlerInst.h bin/oscctl bin/osc-camera-sim
+    share/bash-completion/completions/oscctl share/zsh/site-functions/_oscctl)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()
@@ -31,6 +32,20 @@ if(NOT client OR NOT pc_file)
   message(FATAL_ERROR "client library or pkg-config file not installed")
 endif()
 run(${prefix}/bin/oscctl --help)
+
+# The installed bash completion offers the commands and a command's options,
+# also after a global option that takes a value.
+function(complete line expected)
+  execute_process(COMMAND bash -c "source ${prefix}/share/bash-completion/completions/oscctl
+    COMP_WORDS=(${line}); COMP_CWORD=$((\${#COMP_WORDS[@]} - 1)); _oscctl; echo \"\${COMPREPLY[*]}\""
+    OUTPUT_VARIABLE offered OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT offered STREQUAL expected)
+    message(FATAL_ERROR "completing '${line}': '${offered}', expected '${expected}'")
+  endif()
+endfunction()
+complete("oscctl se" "settings set")
+complete("oscctl --timeout 3 ro" "roi")
+complete("oscctl update 127.0.0.1 --fw1" "--fw1220 --fw1230")
 
 # find_package consumer.
 set(consumer ${SCRATCH_DIR}/consumer)
@@ -46,8 +61,21 @@ target_link_libraries(host PRIVATE IVeskOSCHandlerInst::IVeskOSCHandlerInst)
 run(${CMAKE_COMMAND} -S ${consumer} -B ${consumer}/build -G ${GENERATOR}
     -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${consumer}/build)
-# Its Init() names a directory without a client library: every call is a no-op.
-run(${consumer}/build/host)
+# Pointed at the installed simulator and client library, the example prints
+# both answers it waits for before Destroy.
+get_filename_component(client_dir ${client} DIRECTORY)
+execute_process(COMMAND bash -c [=[
+  "$1" --port 0 > "$3/sim.out" & sim=$!
+  for i in $(seq 100); do grep -q '^camera ' "$3/sim.out" && break; sleep 0.1; done
+  port=$(sed -n 's/^camera 127.0.0.1://p' "$3/sim.out")
+  "$2" 127.0.0.1 "$port" "$4"; status=$?
+  kill $sim
+  exit $status]=] run-host ${prefix}/bin/osc-camera-sim ${consumer}/build/host ${consumer}
+    ${client_dir}
+  RESULT_VARIABLE status OUTPUT_VARIABLE printed ERROR_VARIABLE err)
+if(NOT status EQUAL 0 OR NOT printed MATCHES "SetBrightness ok" OR NOT printed MATCHES "\"got_param\":true")
+  message(FATAL_ERROR "host example against the simulator: ${status}\n${printed}\n${err}")
+endif()
 
 # pkg-config consumer.
 find_program(PKG_CONFIG pkg-config REQUIRED)
