@@ -161,6 +161,12 @@ std::vector<Operation> session(int port) {
           {"reason", "_brightness out of range"}},
          "/options/_brightness",
          7},
+        {OP(SetStreamParam(ip, 1234, 567, 0, 15, p)),
+         {{"name", "camera.setOptions"},
+          {"func", "SetFormat"},
+          {"reason", "unsupported preview resolution"}},
+         "/options/_fileFormatPreview/0/width",
+         3840},
         {OP(GetCaptureStatus(ip, p)),
          {{"name", "camera.startCapture"},
           {"func", "GetCaptureStatus"},
@@ -182,6 +188,7 @@ std::string received(const oscsim::LoggedRequest& r) {
 
 TEST_F(ClientTest, EveryOperationSendsOneRequestAndHandsOverItsAnswer) {
     sim->update_state([](oscsim::CameraState& s) { s.cpu_used = 42.5; });
+    const int first_port = port();
     for (const Operation& op : session(port())) {
         SCOPED_TRACE(op.call_text);
         Recorder::get().reset();
@@ -202,6 +209,12 @@ TEST_F(ClientTest, EveryOperationSendsOneRequestAndHandsOverItsAnswer) {
             EXPECT_EQ(sim->snapshot().at(json::json_pointer(op.changed)), op.value);
         }
     }
+    // Once moved, the camera no longer answers on its old port.
+    for (int i = 0; i < 100 && port() != 8081; ++i) std::this_thread::sleep_for(20ms);
+    ASSERT_EQ(port(), 8081);
+    Recorder::get().reset();
+    client->GetCameraName(ip(), first_port);
+    EXPECT_EQ(one_answer().status, 1);
 }
 
 TEST_F(ClientTest, CaptureStatusAsksForTheLatestCapture) {
