@@ -40,11 +40,15 @@ struct Call {
     const char* reason;  // part of the answer's "error"
 };
 
+// A camera the console knows whose parameter document never arrives.
+const std::string kSilent = "127.0.0.78";
+
 class ConsoleApiTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(camera_.start());
         state_.add_camera({camera_.host(), camera_.port()});
+        state_.add_camera({kSilent, camera_.port()});  // nothing listens there
         link_ = std::make_unique<HandlerLink>(CONSOLE_CLIENT_DIR, state_, HandlerHooks{});
         poller_ = std::make_unique<HealthPoller>(state_, 500ms);
         port_ = server_.start("127.0.0.1", 0);
@@ -133,6 +137,16 @@ TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
         EXPECT_EQ(answer->status, call.status) << call.what;
         EXPECT_NE(answer->body.find(call.reason), std::string::npos) << call.what << answer->body;
     }
+
+    // Without its document a camera's ranges are unknown: refused until it comes.
+    int status = 0;
+    EXPECT_TRUE(eventually([&] {
+        const auto answer =
+            post({"no ranges yet", kSilent + "/actions/brightness", R"({"value":10})", {}, 0, ""});
+        status = answer ? answer->status : 0;
+        return answer && answer->body.find("is not known yet") != std::string::npos;
+    }));
+    EXPECT_EQ(status, 409);
 
     // The marker: a good request, seen by the camera after all the others.
     const auto accepted = post({"good", cam + "brightness", R"({"value":61})", {}, 202, ""});
