@@ -17,7 +17,7 @@ struct Word {
 std::vector<Word> option_words(const CLI::App& app) {
     std::vector<Word> words;
     for (const CLI::Option* option : app.get_options()) {
-        if (option->nonpositional() == false) continue;
+        if (!option->nonpositional()) continue;
         const bool takes_value = option->get_items_expected_min() > 0;
         for (const std::string& name : option->get_lnames())
             words.push_back({"--" + name, option->get_description(), takes_value});
@@ -25,10 +25,9 @@ std::vector<Word> option_words(const CLI::App& app) {
     return words;
 }
 
+// Every subcommand as declared (the filter-less call, not the parsed ones).
 std::vector<const CLI::App*> commands_of(const CLI::App& app) {
-    std::vector<const CLI::App*> commands;
-    for (const CLI::App* command : app.get_subcommands({})) commands.push_back(command);
-    return commands;
+    return app.get_subcommands({});
 }
 
 std::string joined_names(const std::vector<Word>& words) {
