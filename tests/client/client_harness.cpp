@@ -55,20 +55,6 @@ oscclient::ClientOptions test_options() {
     return o;
 }
 
-::testing::AssertionResult has_members(const nlohmann::json& actual,
-                                       const nlohmann::json& expected) {
-    if (!expected.is_object()) {
-        if (actual == expected) return ::testing::AssertionSuccess();
-        return ::testing::AssertionFailure() << actual.dump() << " != " << expected.dump();
-    }
-    for (const auto& [key, value] : expected.items()) {
-        if (!actual.is_object() || !actual.contains(key))
-            return ::testing::AssertionFailure() << "no \"" << key << "\" in " << actual.dump();
-        if (auto inner = has_members(actual[key], value); !inner) return inner << " at " << key;
-    }
-    return ::testing::AssertionSuccess();
-}
-
 void ClientTest::SetUp() {
     Recorder::get().reset();
     oscsim::SimConfig config;

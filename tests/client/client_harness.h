@@ -15,6 +15,7 @@
 
 #include "client/osc_client.h"
 #include "sim/camera_sim.h"
+#include "support/json_members.h"
 
 namespace osctest {
 
@@ -49,10 +50,6 @@ void record_answer(const char* text, const char* ip, int status);
 
 // Short timeouts: every failure still arrives within a test's patience.
 oscclient::ClientOptions test_options();
-
-// Whether `actual` holds every member of `expected`, recursively.
-::testing::AssertionResult has_members(const nlohmann::json& actual,
-                                       const nlohmann::json& expected);
 
 class ClientTest : public ::testing::Test {
 protected:

@@ -48,8 +48,20 @@ video_layout_format one_region_layout() {
     return layout;
 }
 
+// A fresh camera shows the two halves of its picture side by side.
+json half(int src_x, int dst_x, int projection) {
+    return {{"srcX", src_x}, {"srcY", 0},     {"srcW", 1920},
+            {"srcH", 1920},  {"dstX", dst_x}, {"dstY", 0},
+            {"dstW", 960},   {"dstH", 1080},  {"projection", projection}};
+}
+
 std::vector<Operation> session(int port) {
     return {
+        {OP(GetROI(ip, p)),
+         {{"name", "camera.getOptions"},
+          {"results",
+           {{"options",
+             {{"_roi", {{"roiNum", 2}, {"roiParam", {half(0, 0, 0), half(1920, 960, 1)}}}}}}}}}},
         {OP(SetBrightness(ip, 7, p)), set_ok("SetBrightness"), "/options/_brightness", 7},
         {OP(SetContrast(ip, 61, p)), set_ok("SetContrast"), "/options/_contrast", 61},
         {OP(SetSaturation(ip, 33, p)), set_ok("SetSaturation"), "/options/_saturation", 33},
