@@ -1,0 +1,32 @@
+# cmake -DPROGRAM=oscctl -DOUTPUT=file [-DCHECK=1] -P write_reference.cmake
+# Writes every subcommand's --help into one markdown page; with CHECK, only
+# says whether the page there is still what the program prints.
+function(help_of out)
+  execute_process(COMMAND ${PROGRAM} ${ARGN} --help OUTPUT_VARIABLE text RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${PROGRAM} ${ARGN} --help failed: ${status}")
+  endif()
+  string(REPLACE "${PROGRAM}" "oscctl" text "${text}")
+  string(STRIP "${text}" text)
+  set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
+help_of(top)
+set(page "# oscctl command reference\n\nEvery subcommand's `--help`, as the program prints it. CI checks that this\npage matches the program; after changing a command, refresh it with\n`cmake --build build --target oscctl_reference`.\n\n## oscctl\n\n```\n${top}\n```\n")
+string(REGEX REPLACE ".*\nSubcommands:\n" "" listing "${top}")
+string(REPLACE "\n" ";" listing "${listing}")
+foreach(entry IN LISTS listing)
+  if(entry MATCHES "^  ([a-z]+) ")
+    help_of(text ${CMAKE_MATCH_1})
+    string(APPEND page "\n## oscctl ${CMAKE_MATCH_1}\n\n```\n${text}\n```\n")
+  endif()
+endforeach()
+if(CHECK)
+  file(READ ${OUTPUT} written)
+  if(NOT written STREQUAL page)
+    message(FATAL_ERROR "${OUTPUT} no longer matches oscctl --help; "
+      "refresh it with: cmake --build <build> --target oscctl_reference")
+  endif()
+else()
+  file(WRITE ${OUTPUT} "${page}")
+endif()
