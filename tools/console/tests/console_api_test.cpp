@@ -15,6 +15,7 @@
 #include "tools/console/fleet_state.h"
 #include "tools/console/handler_link.h"
 #include "tools/console/health_poller.h"
+#include "tools/console/screenshot_fetcher.h"
 
 namespace osconsole {
 namespace {
@@ -199,6 +200,56 @@ TEST(ConsoleAccessTest, OffLoopbackEveryRequestNeedsTheToken) {
                                      "{}", "application/json");
     ASSERT_TRUE(foreign);
     EXPECT_EQ(foreign->status, 403);
+}
+
+// The handler also reports on cameras the console does not show: those past
+// its 99 cards, or ones another part of the host drives through the handler.
+TEST(ConsoleFleetStateTest, ReportsOnACameraWithoutACardChangeNothing) {
+    FleetState state;
+    ASSERT_TRUE(state.add_camera({"127.0.0.1", 8080}));
+    const nlohmann::json before = state.cards();
+    const std::string other = "127.0.0.79";
+    state.on_params(other, R"({"brightness_current":1})");
+    state.on_result(other, "SetBrightness", true, "ok");
+    state.on_health(other, true, 1.0f, 2.0f, true, 1);
+    state.on_upload_confirmed(other, true);
+    state.on_update_progress(other, "[FW update end]", 100);
+    state.on_reboot_state(other, true);
+    state.on_reboot_state(other, false);
+    state.note_failure(other, "TakeScreenShot", "cannot download");
+    state.set_screenshot(other, "picture");
+    EXPECT_EQ(state.cards(), before);
+    EXPECT_FALSE(state.screenshot(other));
+    EXPECT_FALSE(state.any_reboot_pending());
+}
+
+// A camera cannot make the console hold more than 16 MiB for one picture.
+TEST(ConsoleScreenshotTest, APictureOver16MiBIsRefused) {
+    constexpr std::size_t kLimit = 16 * 1024 * 1024;
+    httplib::Server camera;
+    camera.Get(R"(/tmp/capture(\d+)\.jpeg)",
+               [&](const httplib::Request& req, httplib::Response& res) {
+                   res.set_content(std::string(req.matches[1] == "1" ? kLimit : kLimit + 1, 'x'),
+                                   "image/jpeg");
+               });
+    const int port = camera.bind_to_any_port("127.0.0.1");
+    std::thread serving([&] { camera.listen_after_bind(); });
+    FleetState state;
+    state.add_camera({"127.0.0.1", port});
+    ScreenshotFetcher fetcher(state);
+
+    fetcher.request("127.0.0.1", "http://127.0.0.1/tmp/capture1.jpeg");
+    EXPECT_TRUE(eventually([&] { return state.screenshot("127.0.0.1") != nullptr; }));
+    fetcher.request("127.0.0.1", "http://127.0.0.1/tmp/capture2.jpeg");
+    EXPECT_TRUE(eventually([&] { return !state.cards()[0]["results"].empty(); }));
+    EXPECT_EQ(state.cards()[0]["results"].back().value("message", ""),
+              "cannot download http://127.0.0.1/tmp/capture2.jpeg");
+    const auto kept = state.screenshot("127.0.0.1");
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->size(), kLimit);
+    fetcher.stop();
+    camera.stop();
+    serving.join();
 }
 
 }  // namespace

@@ -19,11 +19,11 @@ import signal
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import urllib.error
 import urllib.request
 
+from processes import start
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
@@ -49,26 +49,6 @@ class Check:
 
     def ok(self, what):
         print(f"ok {time.monotonic() - self.started:5.1f} s  {what}", flush=True)
-
-
-def start(command, pattern, timeout=15):
-    """Starts a program and waits for a line of its output matching pattern;
-    the rest of its output is read on (a full pipe would stop it)."""
-    process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                               text=True)
-    deadline = time.monotonic() + timeout
-    lines = []
-    while time.monotonic() < deadline:
-        line = process.stdout.readline()
-        if not line:
-            break
-        lines.append(line)
-        found = re.search(pattern, line)
-        if found:
-            threading.Thread(target=lambda: [None for _ in process.stdout], daemon=True).start()
-            return process, found
-    process.kill()
-    sys.exit(f"{command[0]} did not start:\n{''.join(lines)}")
 
 
 def camera_request(address, method, path, body=None):
