@@ -59,8 +59,11 @@ std::string scratch_file(const std::string& name) {
 TEST_F(OscctlAgainstSim, SettingsAsATableOrOnlyTheDocument) {
     auto result = run("settings");
     ASSERT_EQ(result.status, 0) << result.err;
-    for (const char* word : {"setting", "brightness", "SIM0001"})
-        EXPECT_NE(result.out.find(word), std::string::npos) << word;
+    // Columns padded to the widest cell; white balance in kelvin.
+    for (const char* row :
+         {"\nbrightness   0     100   50       \n", "\nawb          2800  6500  5000     K\n",
+          "\nserial            SIM0001\n"})
+        EXPECT_NE(result.out.find(row), std::string::npos) << row << result.out;
     result = run("settings", {"--force"}, {"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
     const json document = json::parse(result.out);  // throws on anything extra
