@@ -5,20 +5,12 @@
 #include <thread>
 
 #include "client_harness.h"
+#include "support/eventually.h"
 
 namespace osctest {
 namespace {
 
 using nlohmann::json;
-
-bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit = 8s) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(5ms);
-    }
-    return true;
-}
 
 TEST_F(ClientTest, OneCameraGetsItsRequestsInOrderOverOneConnection) {
     constexpr int kCount = 40;

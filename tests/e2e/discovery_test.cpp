@@ -34,8 +34,6 @@ protected:
 
     void TearDown() override {
         EndToEndTest::TearDown();
-        unsetenv("OSC_STATIC_CAMERAS");
-        unsetenv("OSC_DISCOVERY");
         unsetenv("OSC_DISCOVERY_SECONDS");
     }
 

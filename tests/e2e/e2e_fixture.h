@@ -15,12 +15,14 @@
 
 #include "IVeskOSCHandlerInst.h"
 #include "sim/camera_sim.h"
+#include "support/eventually.h"
 #include "support/host_events.h"
 #include "workers/timings.h"
 
 namespace e2e {
 
 using namespace std::chrono_literals;
+using osctest::eventually;
 
 // Worker pauses short enough for tests; the gate stays above the client's
 // failure delay on loopback.
@@ -43,12 +45,9 @@ protected:
         return events().wait_for(pred, limit);
     }
 
-    // For conditions on a camera's state, which no host event announces.
-    static bool eventually(const std::function<bool()>& pred,
-                           std::chrono::milliseconds limit = kPatience);
-
-    // Results of one command for one camera, in arrival order.
-    static std::vector<CommandResult> results_of(const std::string& ip, const std::string& command);
+    // Results of one command (or of all) for one camera, in arrival order.
+    static std::vector<CommandResult> results_of(const std::string& ip,
+                                                 const std::string& command = "");
     // Waits for the first result of the command and returns it.
     static CommandResult wait_result(const std::string& ip, const std::string& command);
     // Parameter documents reported for one camera, parsed.

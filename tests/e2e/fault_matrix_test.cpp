@@ -121,22 +121,14 @@ protected:
         return false;
     }
 
-    static std::vector<CommandResult> results_for(const std::string& ip) {
-        std::vector<CommandResult> out;
-        for (const auto& r : events().results()) {
-            if (r.ip == ip) out.push_back(r);
-        }
-        return out;
-    }
-
     // Every healthy camera got the whole sequence, in order, each confirmed.
     void expect_untouched(const std::vector<oscsim::CameraSim*>& healthy) {
         for (oscsim::CameraSim* camera : healthy) {
             SCOPED_TRACE(camera->host());
             const std::string ip = camera->host();
             ASSERT_TRUE(
-                wait_for([&] { return results_for(ip).size() >= setter_sequence().size(); }));
-            const auto results = results_for(ip);
+                wait_for([&] { return results_of(ip).size() >= setter_sequence().size(); }));
+            const auto results = results_of(ip);
             ASSERT_EQ(results.size(), setter_sequence().size());
             for (size_t i = 0; i < results.size(); ++i) {
                 EXPECT_EQ(results[i].command, setter_sequence()[i].command);
@@ -170,7 +162,7 @@ TEST_P(FaultMatrix, FailureReachesTheHostAndOtherCamerasLoseNothing) {
     expect_untouched({&first, &second});
 
     const size_t reported = c.queue_dropped ? 1 : setter_sequence().size();
-    ASSERT_TRUE(wait_for([&] { return results_for(ip).size() >= reported; }));
+    ASSERT_TRUE(wait_for([&] { return results_of(ip).size() >= reported; }));
     if (c.queue_dropped) {
         EXPECT_TRUE(wait_for([&] { return skip_logged(ip); })) << "the queue was not dropped";
     }
@@ -180,7 +172,7 @@ TEST_P(FaultMatrix, FailureReachesTheHostAndOtherCamerasLoseNothing) {
     SetTiltShift(ip.c_str(), faulty.port(), 5);
     ASSERT_TRUE(wait_for([&] { return !results_of(ip, "SetTiltShift").empty(); }));
     const bool marker_delivered = results_of(ip, "SetTiltShift")[0].ok;
-    auto results = results_for(ip);
+    auto results = results_of(ip);
     ASSERT_EQ(results.size(), reported + 1);
     results.pop_back();
     for (size_t i = 0; i < results.size(); ++i) {

@@ -1,8 +1,7 @@
 // Settings through the whole chain: values set through the handler reach the
 // camera, and the parameter document of a refresh agrees with what the
-// camera holds; ROI layouts travel both ways.
+// camera holds. (ROI layouts both ways: oscctl's tests.)
 #include "e2e_fixture.h"
-#include "support/layouts.h"
 
 namespace e2e {
 namespace {
@@ -68,35 +67,6 @@ TEST_F(Settings, SetValuesReachTheCameraAndTheRefreshReportsWhatItHolds) {
     EXPECT_TRUE(wait_for([&] { return !results_of(ip, "StartStreaming").empty(); }));
     EXPECT_TRUE(camera.snapshot().at("streaming").get<bool>());
     EXPECT_EQ(parameters_of(ip).size(), 1u);
-}
-
-TEST_F(Settings, RoiLayoutIsStoredByTheCameraAndReportedBack) {
-    auto& camera = start_camera(14);
-    const std::string ip = camera.host();
-    SetMode(ip.c_str(), camera.port(), 2);
-    const video_layout_format layout = source_layout(
-        1920, 1080,
-        {{0, 0, 1920, 960, 0, 0, 960, 540, 0}, {1920, 960, 1920, 960, 960, 540, 960, 540, 0}});
-    SetROI(ip.c_str(), camera.port(), layout);
-    EXPECT_TRUE(wait_result(ip, "SetROI").ok);
-    const json stored = camera.snapshot().at("options").at("_roi");
-    EXPECT_EQ(stored.at("roiParam").at(1), json({{"srcX", 1920},
-                                                 {"srcY", 960},
-                                                 {"srcW", 1920},
-                                                 {"srcH", 960},
-                                                 {"dstX", 960},
-                                                 {"dstY", 540},
-                                                 {"dstW", 960},
-                                                 {"dstH", 540},
-                                                 {"projection", 0}}));
-
-    GetROI(ip.c_str(), camera.port());
-    const CommandResult reported = wait_result(ip, "GetROI");
-    ASSERT_TRUE(reported.ok) << reported.message;
-    const json roi = json::parse(reported.message).at("_roi");
-    EXPECT_EQ(roi.at("roiNum"), 2);
-    EXPECT_EQ(roi.at("roiParam").at(1).at("srcX"), 1920);
-    EXPECT_EQ(roi.at("roiParam").at(1).at("dstW"), 960);
 }
 
 }  // namespace

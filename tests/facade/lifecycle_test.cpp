@@ -68,13 +68,6 @@ TEST_F(Lifecycle, NullOrEmptyDirectoryMeansTheCurrentOneAndATrailingSlashStillLo
     EXPECT_EQ(init((ClientDouble::directory() + "/").c_str()), "Vesk_OSC.dll loading success\n");
 }
 
-TEST_F(Lifecycle, DestroyJoinsBusyWorkersBeforeReleasingTheClient) {
-    init(ClientDouble::directory().c_str());
-    for (int i = 1; i <= 5; ++i) SetBrightness(("10.0.1." + std::to_string(i)).c_str(), 8080, i);
-    EXPECT_EQ(destroy(), "Vesk_OSC.dll released\n");
-    EXPECT_EQ(double_->objects_alive(), 0);
-}
-
 TEST_F(Lifecycle, LogGoesToStandardOutputWithoutALogCallback) {
     init(ClientDouble::directory().c_str());
     CaptureStdout();

@@ -96,18 +96,6 @@ TEST(SimHttpSurface, RefusedRequestsNameTheCommandAndTheErrorCode) {
     }
 }
 
-TEST(SimHttpSurface, PicturesOnlyOfCapturesAndARunningStream) {
-    oscsim::CameraSim camera;
-    ASSERT_TRUE(camera.start());
-    httplib::Client http(camera.host(), camera.port());
-    EXPECT_EQ(http.Get("/tmp/capture1.jpeg")->status, 404);
-    EXPECT_EQ(http.Get("/live/preview.jpeg")->status, 404);
-    http.Post(kExecute, execute("camera.startCapture").dump(), "application/json");
-    http.Post(kExecute, execute("camera._getLivePreview").dump(), "application/json");
-    EXPECT_EQ(http.Get("/tmp/capture1.jpeg")->status, 200);
-    EXPECT_EQ(http.Get("/live/preview.jpeg")->status, 200);
-}
-
 // Grey level means of 8x8 blocks: small enough to keep beside the test,
 // coarse enough that another libjpeg-turbo's rounding does not matter.
 constexpr int kBlock = 8;

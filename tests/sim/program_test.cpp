@@ -71,27 +71,22 @@ json execute(const SimProgram& sim, const json& command, std::chrono::seconds li
                                                                     : json::parse(result->body);
 }
 
-TEST(SimProgram, ModelAndVersionsAreTheOnesGiven) {
-    SimProgram sim({"--model", "M3VX27164", "--ast1220", "AST109_20250101"});
-    ASSERT_GT(sim.port(), 0);
-    httplib::Client http("127.0.0.1", sim.port());
-    const auto info = http.Get("/osc/info");
-    ASSERT_TRUE(info);
-    EXPECT_EQ(json::parse(info->body).value("model", ""), "M3VX27164");
-    const json versions = execute(
-        sim, {{"name", "camera.getOptions"}, {"parameters", {{"optionNames", {"_imrxVersion"}}}}});
-    EXPECT_EQ(versions["results"]["options"]["_imrxVersion"]["AST1220"], "AST109_20250101")
-        << versions;
-}
-
-// Every line of the update script waits --update-step-ms; an update without
-// its image ends with one line saying so.
-TEST(SimProgram, UpdateLinesComeAtTheGivenPace) {
+// The model, a module's version and the pace of the update lines are the
+// flags'. Every line waits --update-step-ms; an update without its image
+// ends with one line saying so.
+TEST(SimProgram, FlagsSetTheModelVersionsAndUpdatePace) {
     const json update = {{"name", "camera._update"}, {"parameters", {{"target", "1220"}}}};
     {
-        SimProgram quick({"--update-step-ms", "1"});
-        ASSERT_GT(quick.port(), 0);
-        EXPECT_EQ(execute(quick, update), "[FW update next] update.img not found\n");
+        SimProgram sim(
+            {"--model", "M3VX27164", "--ast1220", "AST109_20250101", "--update-step-ms", "1"});
+        ASSERT_GT(sim.port(), 0);
+        const auto info = httplib::Client("127.0.0.1", sim.port()).Get("/osc/info");
+        ASSERT_TRUE(info);
+        EXPECT_EQ(json::parse(info->body).value("model", ""), "M3VX27164");
+        const json versions = execute(sim, {{"name", "camera.getOptions"},
+                                            {"parameters", {{"optionNames", {"_imrxVersion"}}}}});
+        EXPECT_EQ(versions["results"]["options"]["_imrxVersion"]["AST1220"], "AST109_20250101");
+        EXPECT_EQ(execute(sim, update), "[FW update next] update.img not found\n");
     }
     SimProgram slow({"--update-step-ms", "60000"});
     ASSERT_GT(slow.port(), 0);

@@ -54,7 +54,6 @@ public:
     std::vector<std::string> device_lists() const { return copy(&HostEvents::device_lists_); }
     std::vector<ProgressReport> progress() const { return copy(&HostEvents::progress_); }
     std::vector<Flag> uploads() const { return copy(&HostEvents::uploads_); }
-    std::vector<Flag> reboots() const { return copy(&HostEvents::reboots_); }
     std::vector<std::string> logs() const { return copy(&HostEvents::logs_); }
     bool has_line(const std::string& line) const {
         const std::vector<std::string> all = lines();

@@ -10,6 +10,7 @@
 #include <httplib.h>
 
 #include "sim/camera_sim.h"
+#include "support/eventually.h"
 #include "tools/console/access_policy.h"
 #include "tools/console/console_server.h"
 #include "tools/console/fleet_state.h"
@@ -22,15 +23,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-template <typename Condition>
-bool eventually(Condition condition, std::chrono::seconds limit = 20s) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(20ms);
-    }
-    return true;
-}
+using osctest::eventually;
 
 struct Call {
     const char* what;
