@@ -30,6 +30,8 @@ import threading
 import time
 import urllib.request
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools", "console", "tests"))
+from processes import start  # noqa: E402
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.support.ui import WebDriverWait
@@ -40,20 +42,6 @@ CHROMIUM_FLAGS = [
     "--disable-background-networking", "--disable-component-update", "--disable-sync",
     "--window-size=1600,1000",
 ]
-
-
-def start(command, pattern, timeout=30):
-    process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                               text=True)
-    deadline = time.monotonic() + timeout
-    while time.monotonic() < deadline:
-        line = process.stdout.readline()
-        found = re.search(pattern, line)
-        if found:
-            threading.Thread(target=lambda: [None for _ in process.stdout], daemon=True).start()
-            return process, found
-    process.kill()
-    sys.exit(f"{command[0]} did not start")
 
 
 def api(console, path, body=None):
