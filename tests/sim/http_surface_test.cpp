@@ -20,6 +20,8 @@ namespace {
 using nlohmann::json;
 using osctest::has_members;
 
+const char* const kExecute = "/osc/commands/execute";
+
 // A request the camera refuses: the OSC error document it answers with.
 struct Refusal {
     const char* what;
@@ -27,7 +29,7 @@ struct Refusal {
     const char* name;
     const char* code;
     bool while_updating = false;
-    const char* path = "/osc/commands/execute";
+    const char* path = kExecute;
 };
 
 json execute(const char* name, json parameters = json::object()) {
@@ -41,8 +43,6 @@ json options(json names) {
 json set(json values) {
     return execute("camera.setOptions", {{"options", std::move(values)}});
 }
-
-const char* const kExecute = "/osc/commands/execute";
 
 // Nothing changes on a refusal, the whole request is refused.
 TEST(SimHttpSurface, RefusedRequestsNameTheCommandAndTheErrorCode) {

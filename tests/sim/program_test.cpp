@@ -62,7 +62,7 @@ private:
     int port_ = 0;
 };
 
-json execute(const SimProgram& sim, const json& command, std::chrono::seconds limit = 5s) {
+json post_command(const SimProgram& sim, const json& command, std::chrono::seconds limit = 5s) {
     httplib::Client http("127.0.0.1", sim.port());
     http.set_read_timeout(limit);
     const auto result = http.Post("/osc/commands/execute", command.dump(), "application/json");
@@ -83,14 +83,15 @@ TEST(SimProgram, FlagsSetTheModelVersionsAndUpdatePace) {
         const auto info = httplib::Client("127.0.0.1", sim.port()).Get("/osc/info");
         ASSERT_TRUE(info);
         EXPECT_EQ(json::parse(info->body).value("model", ""), "M3VX27164");
-        const json versions = execute(sim, {{"name", "camera.getOptions"},
-                                            {"parameters", {{"optionNames", {"_imrxVersion"}}}}});
+        const json versions = post_command(
+            sim,
+            {{"name", "camera.getOptions"}, {"parameters", {{"optionNames", {"_imrxVersion"}}}}});
         EXPECT_EQ(versions["results"]["options"]["_imrxVersion"]["AST1220"], "AST109_20250101");
-        EXPECT_EQ(execute(sim, update), "[FW update next] update.img not found\n");
+        EXPECT_EQ(post_command(sim, update), "[FW update next] update.img not found\n");
     }
     SimProgram slow({"--update-step-ms", "60000"});
     ASSERT_GT(slow.port(), 0);
-    EXPECT_EQ(execute(slow, update, 2s), "no answer");
+    EXPECT_EQ(post_command(slow, update, 2s), "no answer");
 }
 
 }  // namespace

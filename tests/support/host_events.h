@@ -122,7 +122,7 @@ private:
         char text[160];
         std::snprintf(text, sizeof text, "health %s %d %g %g %d %d", ip, process_ok, cpu, memory,
                       preview, mode);
-        add(&HostEvents::health_, 0, text);
+        add(&HostEvents::text_only_, 0, text);
     }
     static void on_upload(const char* ip, bool ok) {
         add(&HostEvents::uploads_, Flag(ip, ok), std::string("upload ") + ip + " " + flag(ok));
@@ -132,8 +132,7 @@ private:
             std::string("progress ") + ip + " " + std::to_string(value) + " " + text);
     }
     static void on_reboot(const char* ip, bool state) {
-        add(&HostEvents::reboots_, Flag(ip, state),
-            std::string("reboot ") + ip + " " + flag(state));
+        add(&HostEvents::text_only_, 0, std::string("reboot ") + ip + " " + flag(state));
     }
     static void on_log(const char* line) {
         add(&HostEvents::logs_, std::string(line), std::string("log ") + line);
@@ -144,6 +143,6 @@ private:
     std::vector<CommandResult> results_;
     std::vector<Document> parameters_;
     std::vector<ProgressReport> progress_;
-    std::vector<Flag> uploads_, reboots_;
-    std::vector<int> health_;  // read as text lines only
+    std::vector<Flag> uploads_;
+    std::vector<int> text_only_;  // health and reboot reports: read as lines only
 };
