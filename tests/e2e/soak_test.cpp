@@ -80,7 +80,8 @@ TEST_F(SimulatedSoak, SixteenCamerasKeepThreadsAndMemoryFlat) {
     // each try waits for its own result before the next goes out.
     events().clear();
     HostEvents::install();
-    const auto& [ip, port] = addresses[0];
+    const std::string& ip = addresses[0].first;
+    const int port = addresses[0].second;
     auto answered = [&] {
         for (const auto& r : results_of(ip, "SetBrightness"))
             if (r.ok) return true;
