@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "IVeskOSCTexts.h"
 #include "client/camera_link.h"
 #include "client/request.h"
 #include "client/transfer.h"
@@ -15,7 +16,7 @@ namespace oscclient {
 std::string failure_document(const std::string& name, const std::string& func,
                              const std::string& reason, const std::string& cause = "");
 
-inline const char* const kRequestException = "Request exception";
+using osc_texts::kRequestException;
 inline const char* const kAuthenticationFailed = "Authentication failed";
 inline const char* const kAuthenticationCause =
     "HTTP 401: the camera refused the user name or password (OSC_CAMERA_USER, "

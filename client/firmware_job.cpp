@@ -135,7 +135,7 @@ private:
 
     void relay(const std::string& line) {
         if (line.empty()) return;
-        if (line.find("[FW update end]") != std::string::npos ||
+        if (line.find(osc_texts::kFirmwareUpdateEnd) != std::string::npos ||
             line.find("[FW update next]") != std::string::npos)
             last_line_seen_ = true;
         deliver_(line, link_.ip, 0);

@@ -14,6 +14,7 @@ install(TARGETS IVeskOSCHandlerInst
 install(FILES
   ${PROJECT_SOURCE_DIR}/include/IVeskOSCHandlerInst.h
   ${PROJECT_SOURCE_DIR}/include/IVeskOSC_Tendra.h
+  ${PROJECT_SOURCE_DIR}/include/IVeskOSCTexts.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 # The client library sits beside the handler, where Init(libDir) and oscctl

@@ -20,6 +20,7 @@
 #include <unordered_map>
 
 #include "IVeskOSCHandlerInst.h"
+#include "IVeskOSCTexts.h"
 #include "IVeskOSC_Tendra.h"
 #include "model/cam_param.h"
 #include "workers/camera_entry.h"
@@ -27,7 +28,7 @@
 
 inline constexpr int kSlotCount = 100;
 // Slot 99 is never handed out: at most 99 cameras.
-inline constexpr int kMaxCameras = 99;
+inline constexpr int kMaxCameras = osc_texts::kMaxCameras;
 
 struct QueuedCommand {
     std::string name;

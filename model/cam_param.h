@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "IVeskOSCHandlerInst.h"
+#include "IVeskOSCTexts.h"
 
 struct Resolution {
     int width = 0;
@@ -24,7 +25,7 @@ struct FrameRateRange {
     }
 };
 
-inline constexpr int kDefaultHttpPort = 8080;
+inline constexpr int kDefaultHttpPort = osc_texts::kDefaultHttpPort;
 inline constexpr int kDefaultHttpsPort = 443;
 inline constexpr int kDefaultRtspPort = 554;
 

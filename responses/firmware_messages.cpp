@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "IVeskOSCTexts.h"
 #include "responses/json_read.h"
 #include "responses/parsers.h"
 
@@ -108,7 +109,7 @@ constexpr FirmwareRule kFirmwareRules[] = {
     {"[FW update next]", report_step_failures},
     {"[FW updating]", read_updating_line},
     {"[FW Updating]", read_updating_line},
-    {"[FW update end]", finish_update},
+    {osc_texts::kFirmwareUpdateEnd, finish_update},
     {R"({"name": "camera.uploadfile")", confirm_upload},
 };
 // clang-format on

@@ -11,9 +11,7 @@
 #include "responses/handler_response_sink.h"
 #include "responses/parse_answer.h"
 
-namespace {
-constexpr const char* kRequestException = "Request exception";
-}
+using osc_texts::kRequestException;
 
 void OSCAPIHANDLER::_on_receive_osccallback(const char* response, const char* ip, int error) {
     if (ip == nullptr) {
@@ -24,7 +22,7 @@ void OSCAPIHANDLER::_on_receive_osccallback(const char* response, const char* ip
     const char* text = response != nullptr ? response : "";
     int slot = -1;
     try {
-        _put_log("response_ip: " + ip_copy);
+        _put_log(osc_texts::kLogAnswerFrom + ip_copy);
         _ensure_camera_entry_exits(ip, kDefaultHttpPort);
         CameraEntryPtr camera = _find_camera(ip_copy);
         if (camera) slot = camera->read([](const CAM_PARAM& r) { return r.slot_index; });
@@ -32,14 +30,15 @@ void OSCAPIHANDLER::_on_receive_osccallback(const char* response, const char* ip
             if (error != 0) {
                 _handle_failed_request(text, ip_copy, *camera, slot);
             } else {
-                _put_log(std::string("response: ") + text);
+                _put_log(osc_texts::kLogAnswerText + std::string(text));
                 _parse_osc_response(text, ip, ip_copy);
             }
         }
     } catch (const std::exception& e) {
-        _put_log("response from " + ip_copy + " not handled: " + e.what());
+        _put_log(osc_texts::kLogNotHandledPrefix + ip_copy + osc_texts::kLogNotHandled + ": " +
+                 e.what());
     } catch (...) {
-        _put_log("response from " + ip_copy + " not handled");
+        _put_log(osc_texts::kLogNotHandledPrefix + ip_copy + osc_texts::kLogNotHandled);
     }
     // Always last: the next command goes out only after this answer is done.
     if (slot >= 0) m_cmdReady[slot] = true;
@@ -47,7 +46,7 @@ void OSCAPIHANDLER::_on_receive_osccallback(const char* response, const char* ip
 
 void OSCAPIHANDLER::_handle_failed_request(const char* response, const std::string& ip,
                                            CameraEntry& camera, int slot) {
-    _put_log(std::string("OscApi Error: ") + response);
+    _put_log(osc_texts::kLogFailure + std::string(response));
     const nlohmann::json failure = nlohmann::json::parse(response);
     if (!failure.is_object()) return;
 

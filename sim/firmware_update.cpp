@@ -2,6 +2,7 @@
 // line by line while it runs.
 #include <optional>
 
+#include "IVeskOSCTexts.h"
 #include "sim/commands.h"
 
 namespace oscsim {
@@ -84,7 +85,7 @@ Reply update_firmware(CommandContext& ctx, const json& parameters) {
     ctx.state.updating = true;
     if (target != "1220") add_phase(r.stream, step, "AST1235");
     if (target != "1230") add_phase(r.stream, step, "AST1220");
-    r.stream.push_back({step, "[FW update end]", nullptr});
+    r.stream.push_back({step, osc_texts::kFirmwareUpdateEnd, nullptr});
     return r;
 }
 
