@@ -121,7 +121,7 @@ const std::map<std::string, Function>& functions() {
 Reply command_line(CommandContext& ctx, const json& parameters) {
     const std::string func = parameters.value("func", "");
     const auto it = functions().find(func);
-    if (it == functions().end())
+    if (it == functions().end() || !ctx.faults.knows(func))
         return Reply::error(400, kName, "invalidParameterValue", "unknown function " + func);
     return Reply::document({{"name", kName},
                             {"state", "done"},
