@@ -9,9 +9,9 @@ namespace {
 // The stream modes the camera knows (its "_imrxMode"); no document states them.
 constexpr Range kModes{0, 3};
 
-std::optional<Range> advertised_range(const std::string& name, const nlohmann::json& document) {
-    const auto min = document.find(name + "_min");
-    const auto max = document.find(name + "_max");
+std::optional<Range> advertised_range(const Setting& setting, const nlohmann::json& document) {
+    const auto min = document.find(setting.min_member);
+    const auto max = document.find(setting.max_member);
     if (min == document.end() || max == document.end() || !min->is_number_integer() ||
         !max->is_number_integer())
         return std::nullopt;
@@ -29,7 +29,8 @@ const std::vector<Setting>& settings() {
          "SetBrightness",
          true,
          "brightness_current",
-         true,
+         "brightness_min",
+         "brightness_max",
          {}},
         {"contrast",
          "Contrast",
@@ -38,7 +39,8 @@ const std::vector<Setting>& settings() {
          "SetContrast",
          true,
          "contrast_current",
-         true,
+         "contrast_min",
+         "contrast_max",
          {}},
         {"saturation",
          "Saturation",
@@ -47,7 +49,8 @@ const std::vector<Setting>& settings() {
          "SetSaturation",
          true,
          "saturation_current",
-         true,
+         "saturation_min",
+         "saturation_max",
          {}},
         {"sharpness",
          "Sharpness",
@@ -56,9 +59,19 @@ const std::vector<Setting>& settings() {
          "SetSharpness",
          true,
          "sharpness_current",
-         true,
+         "sharpness_min",
+         "sharpness_max",
          {}},
-        {"awb", "White balance", "K", SetAWB, "SetAWB", true, "awb_current", true, {}},
+        {"awb",
+         "White balance",
+         "K",
+         SetAWB,
+         "SetAWB",
+         true,
+         "awb_current",
+         "awb_min",
+         "awb_max",
+         {}},
         {"autoawb",
          "Auto white balance",
          "",
@@ -66,7 +79,8 @@ const std::vector<Setting>& settings() {
          "SetAutoAWB",
          true,
          "autoawb_current",
-         true,
+         "autoawb_min",
+         "autoawb_max",
          {}},
         {"antiflicker",
          "Anti-flicker",
@@ -75,10 +89,11 @@ const std::vector<Setting>& settings() {
          "SetAntiFlicker",
          true,
          "antiflicker_current",
-         true,
+         "antiflicker_min",
+         "antiflicker_max",
          {}},
-        {"wdr", "WDR", "", SetWDRValue, "SetWDRValue", true, "wdr_value", false, {}},
-        {"hdr", "HDR", "", SetHDRValue, "SetHDRValue", true, "hdr_value", false, {}},
+        {"wdr", "WDR", "", SetWDRValue, "SetWDRValue", true, "wdr_value", nullptr, nullptr, {}},
+        {"hdr", "HDR", "", SetHDRValue, "SetHDRValue", true, "hdr_value", nullptr, nullptr, {}},
         {"tiltshift",
          "Tilt shift",
          "",
@@ -86,10 +101,20 @@ const std::vector<Setting>& settings() {
          "SetTiltShift",
          true,
          "tilt_shift",
-         false,
+         nullptr,
+         nullptr,
          {}},
-        {"bitrate", "Bitrate", "kbit/s", SetBitrate, "SetBitrate", false, "bitrate", false, {}},
-        {"mode", "Mode", "", SetMode, "SetMode", true, "mode", false, kModes},
+        {"bitrate",
+         "Bitrate",
+         "kbit/s",
+         SetBitrate,
+         "SetBitrate",
+         false,
+         "bitrate",
+         nullptr,
+         nullptr,
+         {}},
+        {"mode", "Mode", "", SetMode, "SetMode", true, "mode", nullptr, nullptr, kModes},
     };
     return table;
 }
@@ -102,9 +127,9 @@ const Setting* find_setting(std::string_view name) {
 
 RangeCheck check_range(const Setting& setting, int value, const nlohmann::json* document) {
     std::optional<Range> range = setting.fixed;
-    if (setting.advertised) {
+    if (setting.advertised()) {
         if (!document) return {RangeVerdict::NotKnownYet, {}};
-        range = advertised_range(setting.name, *document);
+        range = advertised_range(setting, *document);
     }
     if (!range) return {RangeVerdict::Unchecked, {}};
     const bool within = value >= range->min && value <= range->max;

@@ -26,10 +26,13 @@ struct Setting {
     // camera's answer to the request queued under that name shows it.
     bool confirmed;
     const char* member;  // the current value in the parameter document
-    // The range as the camera states it in the document ("<name>_min",
-    // "<name>_max"), or a range that never changes; neither: the camera judges.
-    bool advertised;
+    // Where the document states the range ("brightness_min"...), or null; or a
+    // range that never changes. Neither: the camera judges the value.
+    const char* min_member;
+    const char* max_member;
     std::optional<Range> fixed;
+
+    bool advertised() const { return min_member != nullptr; }
 };
 
 const std::vector<Setting>& settings();

@@ -14,13 +14,13 @@
 #include <CLI/CLI.hpp>
 
 #include "IVeskOSCHandlerInst.h"
+#include "host/camera_address.h"
 #include "tools/console/access_policy.h"
 #include "tools/console/console_server.h"
 #include "tools/console/fleet_state.h"
 #include "tools/console/handler_link.h"
 #include "tools/console/health_poller.h"
 #include "tools/console/screenshot_fetcher.h"
-#include "tools/oscctl/camera_address.h"
 #include "tools/oscctl/client_location.h"
 
 namespace {
@@ -74,7 +74,7 @@ void add_listed(FleetState& state, const std::string& list) {
         at = end + 1;
         if (entry.empty()) continue;
         try {
-            const auto camera = oscctl::parse_camera_address(entry);
+            const auto camera = oschost::parse_camera_address(entry);
             state.add_camera({camera.ip, camera.port});
         } catch (const std::exception&) {
         }
@@ -108,7 +108,7 @@ int run(const Options& options, const char* argv0) {
     }
     std::vector<CameraKey> cameras;
     for (const std::string& text : options.cameras) {
-        const auto camera = oscctl::parse_camera_address(text);
+        const auto camera = oschost::parse_camera_address(text);
         cameras.push_back({camera.ip, camera.port});
     }
 
