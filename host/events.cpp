@@ -6,6 +6,11 @@ bool RequestFailure::no_answer() const {
     return reason == osc_texts::kRequestException;
 }
 
+bool CommandResult::no_answer() const {
+    if (ok) return false;
+    return failure ? failure->no_answer() : message == osc_texts::kRequestException;
+}
+
 const std::string& camera_of(const Event& event) {
     static const std::string kNone;
     return std::visit(

@@ -44,6 +44,9 @@ struct CommandResult {
     bool ok = false;
     std::string message;
     std::optional<RequestFailure> failure;  // for failures, when the handler logged one
+
+    // Failed without an answer the camera meant: the handler drops its queue.
+    bool no_answer() const;
 };
 
 struct HealthReport {
