@@ -2,6 +2,7 @@
 // camera's state afterwards, per group of subcommands.
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "host/settings_table.h"
 #include "oscctl_runner.h"
 #include "sim/camera_sim.h"
 #include "sim/fleet.h"
@@ -77,22 +79,30 @@ TEST_F(OscctlAgainstSim, SettingsAsATableOrOnlyTheDocument) {
     EXPECT_NE(result.err.find("loading success"), std::string::npos) << result.err;
 }
 
-// A value within range reaches the camera; one outside the advertised range
-// is refused before sending, one the camera rejects fails with its reason.
-TEST_F(OscctlAgainstSim, SetChecksRangesAndChangesTheOption) {
+// Every setting of the table reaches the camera and the handler's document;
+// a value outside the advertised range is refused before it is sent, one the
+// camera rejects fails with the camera's reason.
+TEST_F(OscctlAgainstSim, SetChangesEverySettingOrSaysWhyNot) {
     struct Case {
         const char* setting;
         const char* value;
-        const char* option;
+        const char* option;  // the camera's
         int status;
         const char* message;
     };
     const Case table[] = {
         {"brightness", "42", "_brightness", 0, "brightness = 42 done"},
+        {"contrast", "43", "_contrast", 0, ""},
+        {"saturation", "44", "_saturation", 0, ""},
+        {"sharpness", "45", "_sharpness", 0, ""},
+        {"awb", "4500", "_awb", 0, ""},
+        {"autoawb", "0", "_autoAwb", 0, ""},
+        {"antiflicker", "2", "_antiflicker", 0, ""},
         {"wdr", "1", "_wdr", 0, ""},
         {"hdr", "1", "hdr", 0, ""},
         {"tiltshift", "2", "_tiltShift", 0, ""},
         {"bitrate", "6000", "_bitrate", 0, ""},
+        {"mode", "1", "_imrxMode", 0, ""},
         {"brightness", "100000", "_brightness", 1, "brightness 100000 is outside its range 0..100"},
         {"bitrate", "999999999", "_bitrate", 1, "_bitrate out of range (1..100000 kbit/s)"},
     };
@@ -104,10 +114,17 @@ TEST_F(OscctlAgainstSim, SetChecksRangesAndChangesTheOption) {
         EXPECT_NE((result.out + result.err).find(c.message), std::string::npos) << result.err;
         EXPECT_EQ(options()[c.option], c.status == 0 ? json(std::stoi(c.value)) : before);
     }
-    ASSERT_EQ(run("set", {"saturation", "55"}).status, 0);
     const auto result = run("get", {}, {"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(json::parse(result.out).value("saturation_current", -1), 55);
+    const json document = json::parse(result.out);
+    const json state = sim_->snapshot();
+    EXPECT_EQ(document["camera_name"], state["options"]["_cameraName"]);
+    EXPECT_EQ(document["ast1220_ver"], state["ast1220_version"]);
+    for (const Case& c : table) {
+        if (c.status != 0) continue;
+        EXPECT_EQ(document[oschost::find_setting(c.setting)->member], std::stoi(c.value))
+            << c.setting;
+    }
 }
 
 // What --json roi prints, roi --set takes back; a layout the camera could
@@ -210,13 +227,35 @@ TEST_F(OscctlAgainstSim, SaveHealthVersionScreenshot) {
     EXPECT_EQ(result.out.rfind("\xFF\xD8", 0), 0u);  // the JPEG itself
 }
 
+// Both modules: every file reaches the camera, the image's upload is
+// confirmed as such and the scripts' as scripts, the progress runs to the end.
 TEST_F(OscctlAgainstSim, FirmwareUpdateReportsProgressToTheEnd) {
-    const std::string image = scratch_file("update.img");
-    std::ofstream(image) << std::string(4096, 'F');
-    auto result = run("update", {"--fw1220", image}, {"--json"});
+    // The camera knows its files by name: a directory of this process's own.
+    const std::string dir = scratch_file("firmware");
+    std::filesystem::create_directories(dir);
+    auto file = [&](const std::string& name, std::size_t size) {
+        const std::string path = dir + "/" + name;
+        std::ofstream(path) << std::string(size, 'F');
+        return path;
+    };
+    const std::string image = file("update.img", 4096);
+    auto result = run("update",
+                      {"--both", "--fw1220", image, "--fw1230", file("ast_update_1230_7261.sh", 20),
+                       file("ast_update.sh", 20), file("ast1235_fw.bin", 2048)},
+                      {"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find(R"("value":100)"), std::string::npos) << result.out;
+    std::istringstream lines(result.out);
+    std::vector<bool> uploads;
+    int percent = -1;
+    for (std::string line; std::getline(lines, line);) {
+        const json event = json::parse(line);
+        if (event["event"] == "fw_upload") uploads.push_back(event["image"]);
+        if (event["event"] == "fw_progress") percent = event["value"];
+    }
+    EXPECT_EQ(uploads, (std::vector<bool>{true, false, false})) << result.out;
+    EXPECT_EQ(percent, 100);
     EXPECT_EQ(sim_->snapshot()["uploads"]["update.img"], 4096);
+    EXPECT_EQ(sim_->snapshot()["uploads"]["ast1235_fw.bin"], 2048);
     std::ofstream(image, std::ios::trunc).close();
     result = run("update", {"--fw1220", image});
     EXPECT_EQ(result.status, 1);
@@ -283,10 +322,14 @@ TEST_F(OscctlAgainstSim, FaultsNameTheirCause) {
         {[](F& f) { f.wrong_type = true; }, {"mode"}, "answer the handler cannot use", 1},
         {[](F& f) { f.malformed = true; }, {"health"}, "Invalid answer", 1},
         {[](F& f) { f.fail_update = "hw"; }, {"update", "--fw1220", image}, "fw1220 failed", 1},
-        {[](F& f) { f.unknown = "GetEthernetSettings"; }, {"settings"},
-         "GetEthernetSettings refused: unknown function GetEthernetSettings", 1},
-        {[](F& f) { f.unknown = "_imrxMode"; }, {"mode", "1"},
-         "GetOptionsAll refused: unknown option _imrxMode", 0},
+        {[](F& f) { f.unknown = "GetEthernetSettings"; },
+         {"settings"},
+         "GetEthernetSettings refused: unknown function GetEthernetSettings",
+         1},
+        {[](F& f) { f.unknown = "_imrxMode"; },
+         {"mode", "1"},
+         "GetOptionsAll refused: unknown option _imrxMode",
+         0},
         {[](F& f) { f.unknown = "_imrxMode"; }, {"network", "dhcp"}, "network dhcp done", 0},
     };
     for (const Case& c : table) {
