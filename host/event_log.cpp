@@ -3,6 +3,9 @@
 namespace oschost {
 
 void EventLog::record(const Event& event) {
+    // What a log line tells comes as events of its own; the lines would only
+    // make the log longer.
+    if (std::holds_alternative<LogLine>(event)) return;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         events_.push_back(event);

@@ -1,6 +1,6 @@
-// Every event of a session kept in order, for hosts that call an operation
-// and then wait for what answers it. Each waiter keeps its own cursor, so
-// several cameras can be waited for at once.
+// Every event of a session but the raw log lines, kept in order, for hosts
+// that call an operation and then wait for what answers it. Each waiter keeps
+// its own cursor, so several cameras can be waited for at once.
 #pragma once
 
 #include <chrono>

@@ -130,6 +130,11 @@ std::optional<RequestFailure> LogReader::failure_for(const std::string& ip) cons
     return t_answer.failure;
 }
 
+void LogReader::clear() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    last_sent_.clear();
+}
+
 std::string LogReader::last_sent(const std::string& ip) const {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto found = last_sent_.find(ip);

@@ -26,6 +26,7 @@ struct Request {
     int port() const { return camera.address.port; }
 };
 
+// Noted before the operation is called: its answer may come at once.
 ActionOutcome queued(const Request& r, const std::string& operation) {
     r.store.apply(r.ip(), ActionQueued{operation});
     return {202, operation};
@@ -71,18 +72,21 @@ ActionOutcome set_value(const oschost::Setting& setting, const Request& r) {
     if (check.verdict == oschost::RangeVerdict::NotKnownYet)
         return refused(409, "the range of " + name + " on " + r.camera.address.ip +
                                 " is not known yet: its parameter document has not arrived");
+    const ActionOutcome outcome = queued(r, setting.command);
     setting.set(r.ip(), r.port(), *value);
-    return queued(r, setting.command);
+    return outcome;
 }
 
 ActionOutcome start_stream(const Request& r) {
+    const ActionOutcome outcome = queued(r, "StartStreaming");
     StartStreaming(r.ip(), r.port());
-    return queued(r, "StartStreaming");
+    return outcome;
 }
 
 ActionOutcome take_screenshot(const Request& r) {
+    const ActionOutcome outcome = queued(r, "TakeScreenShot");
     TakeScreenShot(r.ip(), r.port());
-    return queued(r, "TakeScreenShot");
+    return outcome;
 }
 
 ActionOutcome reboot(const Request& r) {
@@ -93,8 +97,9 @@ ActionOutcome reboot(const Request& r) {
 
 ActionOutcome refresh(const Request& r) {
     r.store.apply(r.ip(), FetchStarted{});
+    const ActionOutcome outcome = queued(r, "GetCameraSettings");
     GetCameraSettings(r.ip(), r.port(), true);
-    return queued(r, "GetCameraSettings");
+    return outcome;
 }
 
 // A path on this host naming a readable regular file, or why not.
