@@ -79,7 +79,7 @@ std::optional<AnswerUnusable> logged_unusable_answer(std::string_view line) {
     if (!starts_with(line, kLogNotHandledPrefix)) return std::nullopt;
     line.remove_prefix(std::string_view(kLogNotHandledPrefix).size());
     const auto at = line.find(kLogNotHandled);
-    if (at == std::string_view::npos || at == 0) return std::nullopt;
+    if (at == std::string_view::npos) return std::nullopt;
     std::string_view what = line.substr(at + std::string_view(kLogNotHandled).size());
     if (!what.empty() && !starts_with(what, ": ")) return std::nullopt;
     if (!what.empty()) what.remove_prefix(2);
@@ -128,11 +128,6 @@ std::vector<Event> LogReader::read(std::string_view line) {
 std::optional<RequestFailure> LogReader::failure_for(const std::string& ip) const {
     if (t_answer.reader != this || t_answer.ip != ip) return std::nullopt;
     return t_answer.failure;
-}
-
-void LogReader::clear() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    last_sent_.clear();
 }
 
 std::string LogReader::last_sent(const std::string& ip) const {

@@ -33,8 +33,6 @@ public:
     // The failure this thread's current answer from `ip` carried, for the
     // callback that reports it (the handler calls it on the same thread).
     std::optional<RequestFailure> failure_for(const std::string& ip) const;
-    // Forgets what the workers sent, for the next session.
-    void clear();
 
 private:
     std::string last_sent(const std::string& ip) const;

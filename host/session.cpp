@@ -132,7 +132,6 @@ Session::Session(const std::string& client_dir, bool echo_log) {
 
 Session::~Session() {
     Destroy();
-    bridge().log.clear();
     std::lock_guard<std::mutex> lock(bridge().mutex);
     bridge().subscribers = std::make_shared<const std::vector<Subscriber>>();
     bridge().active = false;

@@ -23,8 +23,14 @@ std::string by(const std::optional<RequestFailure>& failure) {
            (failure->no_answer() ? ", no answer)" : ")");
 }
 
-// One line per event that tells something about the request.
+// One line per event that tells something about the request; "!" marks
+// what ends a wait as a failure.
+std::string describe_kind(const Event& event);
 std::string describe(const Event& event) {
+    const std::string text = describe_kind(event);
+    return text.empty() || !is_failure(event) ? text : "! " + text;
+}
+std::string describe_kind(const Event& event) {
     if (const auto* e = std::get_if<CommandResult>(&event))
         return "result " + e->command + (e->ok ? " ok " : " failed ") + e->message + by(e->failure);
     if (const auto* e = std::get_if<RebootState>(&event))
@@ -60,7 +66,7 @@ TEST(Session, EveryAnswerAsTypedEventsNamingTheRequest) {
          R"({"name":"camera._cmdLine","func":"GetEthernetSettings","reason":"Command executed is unknown"})",
          1,
          {"sent GetNetSetting 8081",
-          "result  failed Command executed is unknown (GetEthernetSettings)"}},
+          "! result  failed Command executed is unknown (GetEthernetSettings)"}},
         {"127.0.0.12",
          [](const char* ip) { SetDHCP(ip, 8081); },
          "SetDhcp",
@@ -73,7 +79,7 @@ TEST(Session, EveryAnswerAsTypedEventsNamingTheRequest) {
          R"({"name":"camera.setOptions","func":"SetBrightness","reason":"Request exception","cause":"connection refused"})",
          1,
          {"sent SetBrightness 8081",
-          "result SetBrightness failed Request exception (SetBrightness: connection refused, no "
+          "! result SetBrightness failed Request exception (SetBrightness: connection refused, no "
           "answer)"}},
         // The handler reads the document, not the request: no reboot pause follows.
         {"127.0.0.14",
@@ -81,13 +87,14 @@ TEST(Session, EveryAnswerAsTypedEventsNamingTheRequest) {
          "GetImrxMode",
          R"({"name":"reboot","func":"Reboot","reason":"HTTP 400"})",
          1,
-         {"sent GetImrxMode 8081", "reboot refused (Reboot)", "result  failed HTTP 400 (Reboot)"}},
+         {"sent GetImrxMode 8081", "! reboot refused (Reboot)",
+          "! result  failed HTTP 400 (Reboot)"}},
         {"127.0.0.15",
          [](const char* ip) { GetCameraHealthAndUsage(ip, 8081); },
          "GetCameraState",
          R"({"name":"state","state":)",
          0,
-         {"sent GetCameraState 8081", "answered GetCameraState", "unusable GetCameraState"}},
+         {"sent GetCameraState 8081", "answered GetCameraState", "! unusable GetCameraState"}},
         {"127.0.0.16",
          [](const char* ip) { Update1220Firmware(ip, 8081, "a.img"); },
          "Update1220",
@@ -142,7 +149,7 @@ TEST(Session, EveryAnswerAsTypedEventsNamingTheRequest) {
     const Awaited params = wait.next<ParamsReport>();
     EXPECT_EQ(params.end, WaitEnd::Failed);
     EXPECT_EQ(describe(*params.event),
-              "result  failed Command executed is unknown (GetEthernetSettings)");
+              "! result  failed Command executed is unknown (GetEthernetSettings)");
 }
 
 }  // namespace
