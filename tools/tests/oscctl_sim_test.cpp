@@ -67,6 +67,15 @@ TEST_F(OscctlAgainstSim, SettingsAsATableOrOnlyTheDocument) {
          {"\nbrightness   0     100   50       \n", "\nawb          2800  6500  5000     K\n",
           "\nserial            SIM0001\n"})
         EXPECT_NE(result.out.find(row), std::string::npos) << row << result.out;
+    // Every setting whose range the document states shows it: no "-" cell.
+    for (const oschost::Setting& setting : oschost::settings()) {
+        if (!setting.advertised()) continue;
+        const auto row = result.out.find("\n" + std::string(setting.name) + " ");
+        ASSERT_NE(row, std::string::npos) << setting.name;
+        EXPECT_EQ(result.out.substr(row, result.out.find('\n', row + 1) - row).find(" - "),
+                  std::string::npos)
+            << result.out;
+    }
     result = run("settings", {"--force"}, {"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
     const json document = json::parse(result.out);  // throws on anything extra
