@@ -14,6 +14,7 @@ CameraState CameraState::from_config(const SimConfig& config, int http_port) {
     s.chip_id = config.chip_id;
     s.ast1220_version = config.ast1220_version;
     s.ast1235_version = config.ast1235_version;
+    s.capture_time = config.capture_time;
     return s;
 }
 

@@ -14,6 +14,7 @@ namespace oscsim {
 
 struct Capture {
     std::chrono::steady_clock::time_point started;
+    std::string command;  // the command whose id this is; status answers name it
 };
 
 struct CameraState {
@@ -31,6 +32,8 @@ struct CameraState {
     double memory_total = 1024000;
     double memory_used = 256000;
     int next_capture_id = 1;
+    // How long a capture takes; zero: it is answered done at once, without an id.
+    std::chrono::milliseconds capture_time{300};
     std::map<std::string, Capture> captures;
     std::map<std::string, std::size_t> uploads;  // stored name -> size
     bool updating = false;
