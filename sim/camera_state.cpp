@@ -31,7 +31,11 @@ void CameraState::reboot() {
 
 nlohmann::json CameraState::snapshot() const {
     nlohmann::json uploaded = nlohmann::json::object();
-    for (const auto& [name, size] : uploads) uploaded[name] = size;
+    nlohmann::json digests = nlohmann::json::object();
+    for (const auto& [name, file] : uploads) {
+        uploaded[name] = file.size;
+        digests[name] = file.sha256;
+    }
     return {{"options", options},
             {"saved_options", saved_options},
             {"model", model},
@@ -39,6 +43,7 @@ nlohmann::json CameraState::snapshot() const {
             {"ast1235_version", ast1235_version},
             {"streaming", streaming},
             {"uploads", uploaded},
+            {"upload_sha256", digests},
             {"updating", updating},
             {"reboots", reboots},
             {"captures", captures.size()}};

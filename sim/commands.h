@@ -66,7 +66,7 @@ Reply start_capture(CommandContext& ctx, const nlohmann::json& parameters);
 Reply command_status(CommandContext& ctx, const nlohmann::json& body);
 
 // firmware_update.cpp
-Reply upload_file(CommandContext& ctx, const std::string& stored_name, std::size_t size);
+Reply upload_file(CommandContext& ctx, const std::string& stored_name, const StoredFile& file);
 Reply update_firmware(CommandContext& ctx, const nlohmann::json& parameters);
 
 }  // namespace oscsim

@@ -55,8 +55,8 @@ void add_phase(std::vector<StreamLine>& lines, std::chrono::milliseconds step,
 
 }  // namespace
 
-Reply upload_file(CommandContext& ctx, const std::string& stored_name, std::size_t size) {
-    ctx.state.uploads[stored_name] = size;
+Reply upload_file(CommandContext& ctx, const std::string& stored_name, const StoredFile& file) {
+    ctx.state.uploads[stored_name] = file;
     // The camera writes this line itself; it is not JSON (the name is bare).
     return Reply::text(
         "{\"name\": \"camera.uploadfile\",\"func\": \"UploadFile\",\"results\": "

@@ -3,6 +3,7 @@
 // an empty answer or library text.
 #include "sim/camera_sim_impl.h"
 #include "sim/commands.h"
+#include "sim/upload_receiver.h"
 
 namespace oscsim {
 
@@ -83,21 +84,41 @@ void CameraSim::Impl::install_routes(httplib::Server& server) {
     post_json("/osc/state", camera_state);
     post_json("/osc/checkForUpdates", check_for_updates);
     post_json("/osc/commands/status", command_status);
-    server.Post("/osc/commands/execute", [this](const Request& req, Response& res) {
+    // Read as it arrives: an upload is kept only as its size and digest.
+    server.Post("/osc/commands/execute", [this](const Request& req, Response& res,
+                                                const httplib::ContentReader& read) {
         if (req.is_multipart_form_data()) {
-            const auto file = req.get_file_value("file");
-            const std::string command = req.get_file_value("name").content;
-            serve(res, logged(req, command, file.filename), [&](CommandContext& ctx) {
-                if (command != "camera._uploadFile" || file.filename.empty())
+            UploadReceiver upload;
+            const bool complete = read(
+                [&upload](const httplib::MultipartFormData& part) {
+                    upload.begin_part(part.name, part.filename);
+                    return true;
+                },
+                [&upload](const char* data, std::size_t size) {
+                    upload.add(data, size);
+                    return true;
+                });
+            const std::string command = upload.command();
+            serve(res, logged(req, command, upload.stored_name()), [&](CommandContext& ctx) {
+                if (command != "camera._uploadFile" || upload.stored_name().empty())
                     return Reply::error(command, ErrorCode::MissingParameter,
                                         "a file upload needs name and file");
-                return upload_file(ctx, file.filename, file.content.size());
+                if (!complete)
+                    return Reply::error(command, ErrorCode::InvalidParameterValue,
+                                        "the upload ended early");
+                return upload_file(ctx, upload.stored_name(), upload.file());
             });
             return;
         }
-        const json body = parse_body(req.body);
-        serve(res, logged(req, command_name(body), req.body),
-              [&body](CommandContext& ctx) { return execute_command(ctx, body); });
+        std::string text;
+        const bool complete = read([&text](const char* data, std::size_t size) {
+            text.append(data, size);
+            return true;
+        });
+        const json body = parse_body(text);
+        serve(res, logged(req, command_name(body), text), [&](CommandContext& ctx) {
+            return complete ? execute_command(ctx, body) : unreadable(req, 400);
+        });
     });
     install_pictures(server);
     // Anything else is a request for something this camera does not have.
