@@ -25,6 +25,7 @@ struct Operation {
     const char* changed = nullptr;  // JSON pointer into the camera's snapshot ...
     json value = nullptr;           // ... and the value found there afterwards
     const char* command = nullptr;  // what the camera received, when not answer["name"]
+    void (*before)(oscsim::CameraSim&) = nullptr;  // the camera's state or faults first
 };
 
 json set_ok(const char* func) {
@@ -46,6 +47,32 @@ video_layout_format one_region_layout() {
     video_layout_format layout = source_layout(1280, 720, {{10, 20, 300, 400, 0, 0, 1280, 720, 1}});
     layout.roiParam[1] = {1, 1, 1, 1, 1, 1, 1, 1, 1};  // beyond roiNum: not sent
     return layout;
+}
+
+std::string picture(int port, int id) {
+    return "http://127.0.0.1:" + std::to_string(port) + "/tmp/capture" + std::to_string(id) +
+           ".jpeg";
+}
+
+// A camera may name the capture command its id belongs to.
+void taken_as_picture(oscsim::CameraSim& camera) {
+    camera.update_state([](oscsim::CameraState& s) {
+        for (auto& capture : s.captures) capture.second = {{}, "camera.takePicture"};
+    });
+}
+
+void captures_at_once(oscsim::CameraSim& camera) {
+    camera.update_state([](oscsim::CameraState& s) { s.capture_time = {}; });
+}
+
+void updating(oscsim::CameraSim& camera) {
+    camera.update_state([](oscsim::CameraState& s) { s.updating = true; });
+}
+
+void server_error(oscsim::CameraSim& camera) {
+    oscsim::Faults faults;
+    faults.server_error = true;
+    camera.set_faults(faults);
 }
 
 // A fresh camera shows the two halves of its picture side by side.
@@ -186,6 +213,42 @@ std::vector<Operation> session(int port) {
          nullptr,
          nullptr,
          "POST /osc/commands/status"},
+        {OP(TakeScreenShot(ip, p)),
+         {{"name", "camera.startCapture"}, {"func", "TakeSrcScreenShotByIp"}, {"id", 1}}},
+        {OP(GetCaptureStatus(ip, p)),
+         {{"name", "camera.takePicture"},
+          {"state", "done"},
+          {"func", "GetCaptureStatus"},
+          {"id", "1"},
+          {"results", {{"fileUrl", picture(port, 1)}}}},
+         nullptr,
+         nullptr,
+         "POST /osc/commands/status",
+         taken_as_picture},
+        // Done at once: no id, nothing to ask about later.
+        {OP(TakeScreenShot(ip, p)),
+         {{"name", "camera.startCapture"},
+          {"state", "done"},
+          {"func", "TakeSrcScreenShotByIp"},
+          {"results", {{"fileUrl", picture(port, 2)}}}},
+         nullptr,
+         nullptr,
+         nullptr,
+         captures_at_once},
+        {OP(Reboot(ip, p)),
+         {{"name", "reboot"}, {"func", "Reboot"}, {"reason", "firmware update running"}},
+         "/reboots",
+         0,
+         "camera._reboot",
+         updating},
+        {OP(SetBrightness(ip, 9, p)),
+         {{"name", "camera.setOptions"},
+          {"reason", "Request exception"},
+          {"cause", "HTTP 500: internal error"}},
+         "/options/_brightness",
+         7,
+         nullptr,
+         server_error},
         // Last: the camera moves to its new HTTP port once it has answered.
         {OP(SetCameraPorts(ip, 8081, 8443, 8554, p)),
          set_ok("SetServicePorts"),
@@ -204,6 +267,8 @@ TEST_F(ClientTest, EveryOperationSendsOneRequestAndHandsOverItsAnswer) {
     for (const Operation& op : session(port())) {
         SCOPED_TRACE(op.call_text);
         Recorder::get().reset();
+        sim->set_faults({});
+        if (op.before) op.before(*sim);
         sim->clear_requests();
         ASSERT_EQ(op.call(*client, ip(), port()), 0);
         const Answer a = one_answer();
