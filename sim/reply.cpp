@@ -1,5 +1,7 @@
 #include "sim/reply.h"
 
+#include <iterator>
+
 namespace oscsim {
 
 namespace {
@@ -9,27 +11,14 @@ struct CodeAnswer {
     int http_status;
 };
 
-// OSC answers every error it defines with 400 Bad Request, and server-side
-// failures with a 5xx status.
-CodeAnswer answer_for(ErrorCode code) {
-    switch (code) {
-        case ErrorCode::UnknownCommand:
-            return {"unknownCommand", 400};
-        case ErrorCode::DisabledCommand:
-            return {"disabledCommand", 400};
-        case ErrorCode::MissingParameter:
-            return {"missingParameter", 400};
-        case ErrorCode::InvalidParameterName:
-            return {"invalidParameterName", 400};
-        case ErrorCode::InvalidParameterValue:
-            return {"invalidParameterValue", 400};
-        case ErrorCode::ServerError:
-            return {"serverError", 500};
-        case ErrorCode::Unauthorized:
-            return {"unauthorized", 401};
-    }
-    return {"serverError", 500};
-}
+// In the order of ErrorCode. OSC answers every error it defines with 400 Bad
+// Request, and server-side failures with a 5xx status.
+constexpr CodeAnswer kAnswers[] = {
+    {"unknownCommand", 400},       {"disabledCommand", 400},       {"missingParameter", 400},
+    {"invalidParameterName", 400}, {"invalidParameterValue", 400}, {"serverError", 500},
+    {"unauthorized", 401},
+};
+static_assert(std::size(kAnswers) == static_cast<std::size_t>(ErrorCode::Unauthorized) + 1);
 
 }  // namespace
 
@@ -40,7 +29,7 @@ Reply Reply::done(const std::string& name, nlohmann::json results) {
 }
 
 Reply Reply::error(const std::string& name, ErrorCode code, const std::string& message) {
-    const CodeAnswer answer = answer_for(code);
+    const CodeAnswer& answer = kAnswers[static_cast<std::size_t>(code)];
     Reply r = document({{"name", name},
                         {"state", "error"},
                         {"error", {{"code", answer.code}, {"message", message}}}});
