@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -145,8 +146,8 @@ TEST(SimHttpSurface, EveryRefusalIsAnOscErrorDocument) {
     }
 }
 
-// /osc/checkForUpdates hands out the fingerprint /osc/state has, and a new
-// one once the state changed.
+// /osc/checkForUpdates, listed in /osc/info, hands out the fingerprint
+// /osc/state has, and a new one once the state changed.
 TEST(SimHttpSurface, TheFingerprintFollowsTheState) {
     oscsim::CameraSim camera;
     ASSERT_TRUE(camera.start());
@@ -156,6 +157,10 @@ TEST(SimHttpSurface, TheFingerprintFollowsTheState) {
         return result ? json::parse(result->body, nullptr, false) : json();
     };
     auto latest = [&] { return post("/osc/checkForUpdates", {{"stateFingerprint", ""}}); };
+    const auto info = http.Get("/osc/info");
+    ASSERT_TRUE(info);
+    const json api = json::parse(info->body)["api"];
+    EXPECT_EQ(std::count(api.begin(), api.end(), "/osc/checkForUpdates"), 1);
     const json first = latest();
     EXPECT_EQ(first["throttleTimeout"], 1);
     EXPECT_EQ(first["stateFingerprint"], post("/osc/state", json::object())["fingerprint"]);
