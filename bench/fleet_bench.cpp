@@ -42,7 +42,11 @@ int main(int argc, char** argv) {
     auto* client = app.add_subcommand("client-refresh", "the client library alone, no handler");
     auto* idle = app.add_subcommand("idle", "CPU and memory of an idle fleet");
     auto* idle_host = app.add_subcommand("idle-host", "one idle process (used by idle)");
+    auto* shutdown = app.add_subcommand("shutdown", "Destroy in every state a worker can be in");
     auto* table = app.add_subcommand("table", "result lines of two clients as one table");
+    shutdown->fallthrough();
+    shutdown->add_option("--runs", runs, "runs; figures are median, min and max")
+        ->check(CLI::PositiveNumber);
     for (auto* sub : {refresh, throughput, latency, serial_setters, client, idle, idle_host}) {
         sub->fallthrough();  // --client-dir and --label after the command too
         sub->add_option("--runs", runs, "runs; figures are median, min and max")
@@ -76,6 +80,7 @@ int main(int argc, char** argv) {
     if (*client) return bench::cmd_client_refresh(runs, fleet, latency_ms);
     if (*idle) return bench::cmd_idle(runs, cameras, seconds);
     if (*idle_host) return bench::cmd_idle_host(cameras, port, seconds);
+    if (*shutdown) return bench::cmd_shutdown(runs);
     if (*table) {
         if (results == "-") {
             bench::print_comparison(std::cin, before, after);

@@ -19,4 +19,7 @@ int cmd_client_refresh(int runs, int cameras, int latency_ms);
 int cmd_idle(int runs, int cameras, int seconds);
 int cmd_idle_host(int cameras, int port, int seconds);
 
+// shutdown_bench.cpp
+int cmd_shutdown(int runs);
+
 }  // namespace bench

@@ -53,6 +53,14 @@ void SimFleet::set_latency(int ms) {
     }
 }
 
+void SimFleet::hold_answers(bool hold) {
+    for (auto& camera : fleet_.cameras()) {
+        oscsim::Faults f = camera->faults();
+        f.never_answer = hold;
+        camera->set_faults(f);
+    }
+}
+
 void SimFleet::wait_quiet(std::chrono::milliseconds quiet) const {
     long before = -1;
     for (int i = 0; i < 200; ++i) {

@@ -30,6 +30,8 @@ public:
     std::vector<Arrival> arrivals(int camera) const;
     long total() const;
     void set_latency(int ms);
+    // Held answers are sent when the hold ends.
+    void hold_answers(bool hold);
     // Waits until no request has arrived for `quiet`.
     void wait_quiet(std::chrono::milliseconds quiet = std::chrono::milliseconds(400)) const;
 

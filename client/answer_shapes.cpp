@@ -17,12 +17,17 @@ std::string http_status(long status) {
     return "HTTP " + std::to_string(status);
 }
 
-// The id arrives as a text (OSC); the handler reads an integer here.
+// The first answer of a capture hands its id over as an integer, where the
+// handler reads one, and the client remembers it as the camera gave it. A
+// capture done at once has no id to ask about.
 bool capture_started(json& doc, CameraLink& link) {
-    if (!doc.contains("id")) return false;
+    if (!doc.contains("id")) {
+        link.last_capture_id = "";
+        return doc.contains("state") && doc["state"] == "done";
+    }
     json& id = doc["id"];
     if (id.is_number_integer()) {
-        link.last_capture_id = std::to_string(id.get<long long>());
+        link.last_capture_id = id;
         return true;
     }
     if (!id.is_string()) return false;
@@ -81,7 +86,10 @@ bool reshape(const Request& r, json& doc, CameraLink& link) {
     return false;
 }
 
-std::string error_message(const json& doc) {
+// The camera's words in an OSC error document: its message, else its code.
+std::optional<std::string> camera_words(const json& doc) {
+    if (!doc.is_object() || !doc.contains("error") || !doc["error"].is_object())
+        return std::nullopt;
     const json& e = doc["error"];
     if (e.contains("message") && e["message"].is_string()) return e["message"];
     if (e.contains("code") && e["code"].is_string()) return e["code"];
@@ -97,20 +105,26 @@ std::string failure_document(const std::string& name, const std::string& func,
     return doc.dump();
 }
 
+std::optional<Refusal> camera_refusal(const HttpResult& result) {
+    const auto words = camera_words(json::parse(result.body, nullptr, false));
+    const std::string status = http_status(result.status);
+    if (result.status >= 500)
+        return Refusal{kRequestException, words ? status + ": " + *words : status};
+    if (words) return Refusal{*words, ""};
+    if (result.status >= 400) return Refusal{status, ""};
+    return std::nullopt;
+}
+
 std::pair<std::string, int> shape_answer(const Request& r, const HttpResult& result,
                                          CameraLink& link) {
     if (!result.transport_ok) return fail(r, kRequestException, result.cause);
-    if (result.status >= 500) return fail(r, kRequestException, http_status(result.status));
     // Not a transport failure: the camera stays in use, the next request
     // may carry the right credentials.
     if (result.status == 401) return fail(r, kAuthenticationFailed, kAuthenticationCause);
+    if (const auto refusal = camera_refusal(result))
+        return fail(r, refusal->reason, refusal->cause);
     json doc = json::parse(result.body, nullptr, false);
-    if (doc.is_discarded() || !doc.is_object()) {
-        if (result.status >= 400) return fail(r, http_status(result.status));
-        return fail(r, "Invalid answer");
-    }
-    if (doc.contains("error") && doc["error"].is_object()) return fail(r, error_message(doc));
-    if (result.status >= 400) return fail(r, http_status(result.status));
+    if (!doc.is_object()) return fail(r, "Invalid answer");
     if (r.shape == Shape::AsSent) return {result.body, 0};
     if (!reshape(r, doc, link)) return fail(r, "Invalid answer");
     return {doc.dump(), 0};

@@ -4,11 +4,15 @@
 #include <functional>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 namespace oscclient {
 
 struct CameraLink {
     std::string ip;
-    std::string last_capture_id;        // asked for by GetCaptureStatus
+    // Asked for by GetCaptureStatus, as the camera handed it out (a text in
+    // OSC, a number on some cameras); "" when the latest capture has none.
+    nlohmann::json last_capture_id = "";
     bool asks_for_credentials = false;  // answered 401 once
 };
 

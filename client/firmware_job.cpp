@@ -28,15 +28,6 @@ bool readable(const std::string& path) {
     return std::ifstream(path, std::ios::binary).good();
 }
 
-// The camera's error message, or the HTTP status when it sent none.
-std::string camera_reason(const HttpResult& r) {
-    const auto doc = nlohmann::json::parse(r.body, nullptr, false);
-    if (doc.is_object() && doc.contains("error") && doc["error"].is_object() &&
-        doc["error"].contains("message") && doc["error"]["message"].is_string())
-        return doc["error"]["message"];
-    return "HTTP " + std::to_string(r.status);
-}
-
 }  // namespace
 
 FirmwarePlan plan_1220(const std::string& image) {
@@ -108,9 +99,9 @@ private:
 
     void uploaded(const HttpResult& r) {
         if (!r.transport_ok) return fail(kUpload, kRequestException, r.cause);
-        if (r.status >= 500)
-            return fail(kUpload, kRequestException, "HTTP " + std::to_string(r.status));
-        if (r.status != 200) return fail(kUpload, camera_reason(r));
+        if (const auto refusal = camera_refusal(r))
+            return fail(kUpload, refusal->reason, refusal->cause);
+        if (r.status != 200) return fail(kUpload, "HTTP " + std::to_string(r.status));
         // The confirmation is not JSON; the handler matches it byte for byte.
         std::string text = r.body;
         while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
@@ -142,12 +133,12 @@ private:
     }
 
     void updated(const HttpResult& r) {
-        if (!r.transport_ok || r.status >= 500) {
-            if (last_line_seen_) return end();
-            return fail(kUpdate, kRequestException,
-                        r.transport_ok ? "HTTP " + std::to_string(r.status) : r.cause);
-        }
-        if (r.status != 200) return fail(kUpdate, camera_reason(r));
+        // A stream cut off after its last line has told everything.
+        if ((!r.transport_ok || r.status >= 500) && last_line_seen_) return end();
+        if (!r.transport_ok) return fail(kUpdate, kRequestException, r.cause);
+        if (const auto refusal = camera_refusal(r))
+            return fail(kUpdate, refusal->reason, refusal->cause);
+        if (r.status != 200) return fail(kUpdate, "HTTP " + std::to_string(r.status));
         if (!last_line_seen_)
             return fail(kUpdate, kRequestException, "the update ended without its last line");
         end();

@@ -15,14 +15,20 @@ OSCAPIHANDLER::OSCAPIHANDLER(const char* libDir) : m_timings(worker_timings()) {
 }
 
 OSCAPIHANDLER::~OSCAPIHANDLER() {
+    std::array<std::thread, kSlotCount> workers;
     {
         // Answers still arriving must not start workers behind our back.
         std::lock_guard<std::mutex> lock(m_entryMutex);
         m_shuttingDown = true;
-        for (int slot = 0; slot < kSlotCount; ++slot) _request_worker_stop(slot);
-        for (auto& worker : m_worker) {
-            if (worker.joinable()) worker.join();
+        for (int slot = 0; slot < kSlotCount; ++slot) {
+            _request_worker_stop(slot);
+            workers[slot] = std::move(m_worker[slot]);
         }
+    }
+    // Joined without the entry lock: a callback still running on a worker
+    // may call an operation, which finds the handler shutting down.
+    for (auto& worker : workers) {
+        if (worker.joinable()) worker.join();
     }
     ResponseCallback::Unreg(m_pOscAPI.get());
     _releaseOscAPILib();

@@ -3,8 +3,9 @@
 //
 // Locks, always taken in this order when nested:
 //   m_entryMutex -> m_cmdMutex[slot] -> m_camerasMutex -> a camera's record lock.
-// m_camerasMutex and the record locks are held only briefly and never across a
-// call into the client library or a host callback.
+// Each is held only to read or change what it guards: never across a host
+// callback (a callback may call any operation but Destroy), a call into the
+// client library, or the wait for a worker to end.
 #pragma once
 
 #include <array>
@@ -24,6 +25,7 @@
 #include "IVeskOSC_Tendra.h"
 #include "model/cam_param.h"
 #include "workers/camera_entry.h"
+#include "workers/command_translation.h"
 #include "workers/timings.h"
 
 inline constexpr int kSlotCount = 100;
@@ -149,8 +151,9 @@ private:
     void _request_worker_stop(int slot);
     void _camera_worker_thread(std::string ip, int slot);
     void _wait_for_next_pass(int slot, int& idle_passes);
-    void _send_front_command(const std::string& ip, int slot, const QueuedCommand& command,
-                             bool& reboot_pause, bool& port_pause, bool& syslog_pause);
+    // Makes the client call for the command at the front of the slot's
+    // queue (without the queue lock) and says which pause follows.
+    PauseAfter _send_front_command(const std::string& ip, int slot, const QueuedCommand& command);
     void _pause(const char* what, int slot, const std::string& ip,
                 std::chrono::milliseconds duration);
 
@@ -168,14 +171,19 @@ private:
     std::unordered_map<std::string, CameraEntryPtr> m_cameras;
     mutable std::shared_mutex m_camerasMutex;
     std::array<std::deque<QueuedCommand>, kSlotCount> m_cmdQueue;
+    // One per slot: guards the slot's queue. Only the slot's worker takes
+    // from the queue; operations and follow-ups append to it.
     std::array<std::mutex, kSlotCount> m_cmdMutex;
-    // Signalled when a queue gains a command or its worker must stop.
+    // Signalled when a queue gains a command or its worker must stop; wakes
+    // an idle worker and ends a pause early on stop.
     std::array<std::condition_variable, kSlotCount> m_cmdWake;
     std::array<std::thread, kSlotCount> m_worker;
     std::array<std::atomic<bool>, kSlotCount> m_cmdReady;
     std::array<std::atomic<bool>, kSlotCount> m_workerRunning;
     std::array<std::atomic<bool>, kSlotCount> m_workerStop;
     std::array<std::atomic<bool>, kSlotCount> m_skipAll;
+    // Guards entry creation and removal, the slot search and the thread
+    // objects in m_worker.
     std::mutex m_entryMutex;
     bool m_shuttingDown = false;  // guarded by m_entryMutex: no new workers once set
     std::atomic<DeviceListCallback> m_cbDeviceList{nullptr};

@@ -23,6 +23,7 @@ REQUESTS = [
      {"name": "camera._cmdLine", "parameters": {"func": "GetFwVer1220_1230"}}),
     (4, "POST", "/osc/commands/execute", {"name": "camera.startCapture", "parameters": {}}),
     (5, "POST", "/osc/commands/status", {"id": "1"}),
+    (5, "POST", "/osc/commands/status", {"id": 77}),
     (7, "POST", "/osc/commands/execute",
      {"name": "camera.setOptions", "parameters": {"options": {"_network": {"mode": "dhcp"}}}}),
     (8, "POST", "/osc/commands/execute",
@@ -37,6 +38,25 @@ REQUESTS = [
 STREAM = (b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nTransfer-Encoding: chunked\r\n\r\n"
           b"24\r\n[Fw Update Msg] Updating AST1235 fw\n\r\n"
           b"10\r\n[FW update end]\n\r\n0\r\n\r\n")
+
+
+def json_answer(status, document):
+    body = json.dumps(document).encode()
+    return (f"HTTP/1.1 {status} X\r\nContent-Type: application/json\r\n"
+            f"Content-Length: {len(body)}\r\n\r\n").encode() + body
+
+
+# Answers a standard camera may give that the simulator does not by default:
+# a capture done at once, a status in another command's name with a numeric
+# id, a server error with its document.
+EXTRA = [
+    (4, json_answer(200, {"name": "camera.startCapture", "state": "done",
+                          "results": {"fileUrl": "http://127.0.0.1/tmp/capture1.jpeg"}})),
+    (5, json_answer(200, {"name": "camera.takePicture", "state": "done", "id": 3,
+                          "results": {"fileUrl": "http://127.0.0.1/tmp/capture3.jpeg"}})),
+    (7, json_answer(500, {"name": "camera.setOptions", "state": "error",
+                          "error": {"code": "serverError", "message": "busy"}})),
+]
 
 
 def exchange(port, method, path, body):
@@ -62,6 +82,7 @@ def main():
     answers = [(index, exchange(args.port, method, path, body))
                for index, method, path, body in REQUESTS]
     answers.append((10, STREAM))
+    answers.extend(EXTRA)
     for index, answer in answers:
         for mode in (0, 1) if index in (2, 10, 11) else (0,):
             seed = bytes([index, mode]) + answer

@@ -11,6 +11,9 @@
  *   GetCameraHealthAndUsage_stored, on the calling thread. They must be
  *   thread-safe. String arguments are valid only during the call.
  * - Set the callbacks right after Init, before any camera operation.
+ * - Any function but Destroy may be called from inside any callback, for the
+ *   same camera or another: the handler holds none of its locks while a
+ *   callback runs.
  * - No callback runs after Destroy has returned. Do not call Destroy from
  *   inside a callback.
  *
@@ -117,7 +120,9 @@ IVESKOSC_API extern int32_t current_operating_idx;
  * call, discovery included, does nothing: no command, no callback, no log
  * line; RemoveCachedDevice returns false; Destroy works as usual. */
 IVESKOSC_API OSCAPIHANDLER* Init(const char* libDir);
-/* Stops and joins every camera worker and releases the client library. */
+/* Stops and joins every camera worker and releases the client library.
+ * Returns promptly in every state: a worker pausing after a reboot or a port
+ * change stops at once, and the client library ends every exchange. */
 IVESKOSC_API void Destroy(void);
 IVESKOSC_API void SetDataCallback(DeviceListCallback device_list, CameraParamCallback camera_param,
                                   CommandResultCallback command_result,
@@ -130,7 +135,8 @@ IVESKOSC_API void SetLogCallback(LogCallback log);
 /* ---- Discovery */
 
 IVESKOSC_API void ScanSupportDevices(void);
-/* Stops the camera's worker and forgets it; false when the IP is unknown. */
+/* Stops the camera's worker and forgets it, dropping what is queued for it;
+ * false when the IP is unknown. Returns promptly, also during a pause. */
 IVESKOSC_API bool RemoveCachedDevice(const char* ip);
 
 /* ---- Picture settings */

@@ -12,9 +12,15 @@
 
 #include "sim/camera_sim.h"
 #include "sim/digest_auth.h"
+#include "sim/reply.h"
 #include "sim/test_picture.h"
 
 namespace oscsim {
+
+struct CommandContext;
+
+// A reply as one whole answer: status, content type, body.
+void write_reply(httplib::Response& res, const Reply& reply);
 
 class CameraSim::Impl {
 public:
@@ -31,6 +37,13 @@ public:
     void schedule_port_move(int new_port);
     void supervise();
     void install_routes(httplib::Server& server);
+    void install_pictures(httplib::Server& server);
+    // Logs a request as it arrives and shows it to the observer.
+    void record(const LoggedRequest& entry);
+    // Runs one request: record, faults, the handler under the state lock,
+    // then the answer (document or stream).
+    void serve(httplib::Response& res, const LoggedRequest& entry,
+               const std::function<Reply(CommandContext&)>& handler);
 
     // Waits up to `duration`; false when the wait was cut short because the
     // server stops listening (requests then end without an answer).

@@ -14,6 +14,7 @@ CameraState CameraState::from_config(const SimConfig& config, int http_port) {
     s.chip_id = config.chip_id;
     s.ast1220_version = config.ast1220_version;
     s.ast1235_version = config.ast1235_version;
+    s.capture_time = config.capture_time;
     return s;
 }
 
@@ -30,7 +31,11 @@ void CameraState::reboot() {
 
 nlohmann::json CameraState::snapshot() const {
     nlohmann::json uploaded = nlohmann::json::object();
-    for (const auto& [name, size] : uploads) uploaded[name] = size;
+    nlohmann::json digests = nlohmann::json::object();
+    for (const auto& [name, file] : uploads) {
+        uploaded[name] = file.size;
+        digests[name] = file.sha256;
+    }
     return {{"options", options},
             {"saved_options", saved_options},
             {"model", model},
@@ -38,6 +43,7 @@ nlohmann::json CameraState::snapshot() const {
             {"ast1235_version", ast1235_version},
             {"streaming", streaming},
             {"uploads", uploaded},
+            {"upload_sha256", digests},
             {"updating", updating},
             {"reboots", reboots},
             {"captures", captures.size()}};

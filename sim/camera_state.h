@@ -14,6 +14,13 @@ namespace oscsim {
 
 struct Capture {
     std::chrono::steady_clock::time_point started;
+    std::string command;  // the command whose id this is; status answers name it
+};
+
+// An uploaded file as the camera keeps it: never its bytes.
+struct StoredFile {
+    std::size_t size = 0;
+    std::string sha256;  // hex
 };
 
 struct CameraState {
@@ -31,8 +38,10 @@ struct CameraState {
     double memory_total = 1024000;
     double memory_used = 256000;
     int next_capture_id = 1;
+    // How long a capture takes; zero: it is answered done at once, without an id.
+    std::chrono::milliseconds capture_time{300};
     std::map<std::string, Capture> captures;
-    std::map<std::string, std::size_t> uploads;  // stored name -> size
+    std::map<std::string, StoredFile> uploads;  // by stored name
     bool updating = false;
     int reboots = 0;
     std::chrono::steady_clock::time_point booted = std::chrono::steady_clock::now();

@@ -119,10 +119,12 @@ const std::map<std::string, Function>& functions() {
 }  // namespace
 
 Reply command_line(CommandContext& ctx, const json& parameters) {
-    const std::string func = parameters.value("func", "");
+    const std::string func = text_parameter(parameters, "func").value_or("");
     const auto it = functions().find(func);
     if (it == functions().end() || !ctx.faults.knows(func))
-        return Reply::error(400, kName, "invalidParameterValue", "unknown function " + func);
+        return Reply::error(kName, ErrorCode::InvalidParameterValue, "unknown function " + func);
+    if (!text_parameter(parameters, "cmdLine"))
+        return Reply::error(kName, ErrorCode::InvalidParameterValue, "cmdLine is not a text");
     return Reply::document({{"name", kName},
                             {"state", "done"},
                             {"func", func},

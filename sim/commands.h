@@ -3,6 +3,8 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
+#include <optional>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -23,8 +25,26 @@ struct CommandContext {
 
 using CommandHandler = std::function<Reply(CommandContext&, const nlohmann::json& parameters)>;
 
-// The handler of an execute command, or null for an unknown name.
-const CommandHandler* find_command(const std::string& name);
+// The "name" of error documents of requests other than execute commands.
+inline const char* const kInfoName = "camera.info";
+inline const char* const kStateName = "camera.state";
+inline const char* const kUpdatesName = "camera.checkForUpdates";
+inline const char* const kStatusName = "camera.commands.status";
+inline const char* const kExecuteName = "camera.commands.execute";
+
+// command_table.cpp
+// Runs {"name": ..., "parameters": {...}}: the command's answer, or the
+// refusal of a body without a known command or with parameters that are not
+// an object.
+Reply execute_command(CommandContext& ctx, const nlohmann::json& body);
+// The refusal of a request body that is not an object or has a member not
+// in `known`; nothing when the body is fine.
+std::optional<Reply> refuse_members(const nlohmann::json& body, const std::string& name,
+                                    std::initializer_list<const char*> known);
+// A text parameter: its value, `fallback` when it is absent, nothing when it
+// is there but not a text.
+std::optional<std::string> text_parameter(const nlohmann::json& parameters, const char* key,
+                                          const std::string& fallback = "");
 
 // commands_options.cpp
 Reply get_options(CommandContext& ctx, const nlohmann::json& parameters);
@@ -35,15 +55,18 @@ Reply command_line(CommandContext& ctx, const nlohmann::json& parameters);
 
 // commands_device.cpp
 Reply device_info(CommandContext& ctx);
-Reply camera_state(CommandContext& ctx);
-Reply command_status(CommandContext& ctx, const nlohmann::json& body);
+Reply camera_state(CommandContext& ctx, const nlohmann::json& body);
+Reply check_for_updates(CommandContext& ctx, const nlohmann::json& body);
 Reply start_live_preview(CommandContext& ctx, const nlohmann::json& parameters);
 Reply stop_live_preview(CommandContext& ctx, const nlohmann::json& parameters);
-Reply start_capture(CommandContext& ctx, const nlohmann::json& parameters);
 Reply reboot(CommandContext& ctx, const nlohmann::json& parameters);
 
+// commands_capture.cpp
+Reply start_capture(CommandContext& ctx, const nlohmann::json& parameters);
+Reply command_status(CommandContext& ctx, const nlohmann::json& body);
+
 // firmware_update.cpp
-Reply upload_file(CommandContext& ctx, const std::string& stored_name, std::size_t size);
+Reply upload_file(CommandContext& ctx, const std::string& stored_name, const StoredFile& file);
 Reply update_firmware(CommandContext& ctx, const nlohmann::json& parameters);
 
 }  // namespace oscsim

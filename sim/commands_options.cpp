@@ -20,16 +20,17 @@ json derived_option(const CameraState& state, const std::string& name) {
 
 Reply get_options(CommandContext& ctx, const json& parameters) {
     if (!parameters.contains("optionNames") || !parameters["optionNames"].is_array())
-        return Reply::error(400, kGet, "missingParameter", "optionNames is missing");
+        return Reply::error(kGet, ErrorCode::MissingParameter, "optionNames is missing");
     json options = json::object();
     for (const json& n : parameters["optionNames"]) {
         if (!n.is_string())
-            return Reply::error(400, kGet, "invalidParameterValue", "option names are texts");
+            return Reply::error(kGet, ErrorCode::InvalidParameterValue, "option names are texts");
         const std::string name = n.get<std::string>();
         json value = derived_option(ctx.state, name);
         if (value.is_null()) {
             if (!ctx.state.options.contains(name) || !ctx.faults.knows(name))
-                return Reply::error(400, kGet, "invalidParameterName", "unknown option " + name);
+                return Reply::error(kGet, ErrorCode::InvalidParameterName,
+                                    "unknown option " + name);
             value = ctx.state.options[name];
         }
         options[name] = std::move(value);
@@ -39,14 +40,15 @@ Reply get_options(CommandContext& ctx, const json& parameters) {
 
 Reply set_options(CommandContext& ctx, const json& parameters) {
     if (!parameters.contains("options") || !parameters["options"].is_object())
-        return Reply::error(400, kSet, "missingParameter", "options is missing");
+        return Reply::error(kSet, ErrorCode::MissingParameter, "options is missing");
     // All or nothing: a rejected option leaves every option as it was.
     json updated = ctx.state.options;
     for (const auto& [key, value] : parameters["options"].items()) {
         if (const auto error = apply_option(updated, key, value)) {
             const bool unknown = error->rfind("unknown option", 0) == 0;
-            return Reply::error(400, kSet,
-                                unknown ? "invalidParameterName" : "invalidParameterValue", *error);
+            return Reply::error(
+                kSet, unknown ? ErrorCode::InvalidParameterName : ErrorCode::InvalidParameterValue,
+                *error);
         }
     }
     ctx.state.options = std::move(updated);

@@ -1,8 +1,7 @@
 #include "sim/digest_auth.h"
 
-#include <openssl/evp.h>
+#include "sim/content_digest.h"
 
-#include <cstdio>
 #include <map>
 #include <random>
 
@@ -11,16 +10,7 @@ namespace oscsim {
 namespace {
 
 std::string md5_hex(const std::string& text) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_Digest(text.data(), text.size(), digest, &length, EVP_md5(), nullptr);
-    std::string hex;
-    char byte[3];
-    for (unsigned int i = 0; i < length; ++i) {
-        std::snprintf(byte, sizeof byte, "%02x", digest[i]);
-        hex += byte;
-    }
-    return hex;
+    return ContentDigest::of(ContentDigest::Kind::Md5, text);
 }
 
 // The name=value and name="value" pairs after "Digest ".

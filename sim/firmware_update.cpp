@@ -25,16 +25,15 @@ std::string script_for(const std::string& model) {
 
 // The first reason the update cannot run, as the script reports it.
 std::optional<std::string> precheck(const CameraState& state, const std::string& target,
-                                    const json& parameters) {
+                                    const std::string& model, const std::string& script) {
     auto missing = [&](const std::string& file) -> std::optional<std::string> {
         if (state.uploads.count(file) == 0) return file + " not found";
         return std::nullopt;
     };
     if (target == "1220") return missing(kImage);
     if (target == "1230") {
-        const std::string model = parameters.value("model", "");
         if (model != state.model) return mismatch_message(model);
-        return missing(parameters.value("script", script_for(model)));
+        return missing(script);
     }
     if (const auto m = missing(kImage)) return m;
     return missing(script_for(state.model));
@@ -56,8 +55,8 @@ void add_phase(std::vector<StreamLine>& lines, std::chrono::milliseconds step,
 
 }  // namespace
 
-Reply upload_file(CommandContext& ctx, const std::string& stored_name, std::size_t size) {
-    ctx.state.uploads[stored_name] = size;
+Reply upload_file(CommandContext& ctx, const std::string& stored_name, const StoredFile& file) {
+    ctx.state.uploads[stored_name] = file;
     // The camera writes this line itself; it is not JSON (the name is bare).
     return Reply::text(
         "{\"name\": \"camera.uploadfile\",\"func\": \"UploadFile\",\"results\": "
@@ -67,15 +66,20 @@ Reply upload_file(CommandContext& ctx, const std::string& stored_name, std::size
 
 Reply update_firmware(CommandContext& ctx, const json& parameters) {
     const char* const name = "camera._update";
-    const std::string target = parameters.value("target", "");
+    const auto target = text_parameter(parameters, "target");
     if (target != "1220" && target != "1230" && target != "all")
-        return Reply::error(400, name, "invalidParameterValue", "target must be 1220, 1230 or all");
+        return Reply::error(name, ErrorCode::InvalidParameterValue,
+                            "target must be 1220, 1230 or all");
+    const auto model = text_parameter(parameters, "model");
+    const auto script = model ? text_parameter(parameters, "script", script_for(*model)) : model;
+    if (!script)
+        return Reply::error(name, ErrorCode::InvalidParameterValue, "model and script are texts");
     if (ctx.state.updating)
-        return Reply::error(400, name, "disabledCommand", "an update is already running");
+        return Reply::error(name, ErrorCode::DisabledCommand, "an update is already running");
 
     Reply r = Reply::text("");
     const auto step = ctx.config.update_step;
-    std::optional<std::string> failure = precheck(ctx.state, target, parameters);
+    std::optional<std::string> failure = precheck(ctx.state, *target, *model, *script);
     if (!failure && ctx.faults.fail_update == "hw") failure = "Old Version of HW";
     if (!failure && ctx.faults.fail_update == "upload") failure = "Upload Failed";
     if (failure) {
@@ -83,8 +87,8 @@ Reply update_firmware(CommandContext& ctx, const json& parameters) {
         return r;
     }
     ctx.state.updating = true;
-    if (target != "1220") add_phase(r.stream, step, "AST1235");
-    if (target != "1230") add_phase(r.stream, step, "AST1220");
+    if (*target != "1220") add_phase(r.stream, step, "AST1235");
+    if (*target != "1230") add_phase(r.stream, step, "AST1220");
     r.stream.push_back({step, osc_texts::kFirmwareUpdateEnd, nullptr});
     return r;
 }

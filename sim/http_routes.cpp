@@ -1,8 +1,9 @@
-// The camera's HTTP endpoints, and the fault switches applied to every answer.
-#include <memory>
-
+// The camera's HTTP endpoints. Whatever a request looks like, the answer is
+// the endpoint's own or an OSC error document: no path, method or body gets
+// an empty answer or library text.
 #include "sim/camera_sim_impl.h"
 #include "sim/commands.h"
+#include "sim/upload_receiver.h"
 
 namespace oscsim {
 
@@ -10,213 +11,161 @@ using nlohmann::json;
 
 namespace {
 
-// Every number becomes its text: a camera whose answers are wrongly typed.
-json stringify_numbers(const json& value) {
-    if (value.is_number()) return value.dump();
-    if (value.is_object() || value.is_array()) {
-        json out = value;
-        for (auto& element : out) element = stringify_numbers(element);
-        return out;
-    }
-    return value;
-}
+using httplib::Request;
+using httplib::Response;
 
-void send_stream(CameraSim::Impl& impl, Reply reply, httplib::Response& res, unsigned generation) {
-    auto lines = std::make_shared<std::vector<StreamLine>>(std::move(reply.stream));
-    auto next = std::make_shared<std::size_t>(0);
-    res.status = reply.status;
-    res.set_chunked_content_provider(
-        reply.content_type,
-        [&impl, lines, next, generation](std::size_t, httplib::DataSink& sink) {
-            if (*next == lines->size()) {
-                sink.done();
-                return true;
-            }
-            StreamLine& line = (*lines)[(*next)++];
-            if (!impl.pause(line.delay, generation)) return false;
-            if (line.effect) {
-                std::lock_guard<std::mutex> lock(impl.state_mutex);
-                line.effect(impl.state);
-            }
-            const std::string text = line.text + "\n";
-            return sink.write(text.data(), text.size());
-        },
-        [&impl](bool) {
-            // Finished or cut off: either way the script no longer runs.
-            std::lock_guard<std::mutex> lock(impl.state_mutex);
-            impl.state.updating = false;
-        });
-}
-
-LoggedRequest logged(const httplib::Request& req, const std::string& command,
-                     const std::string& body) {
+LoggedRequest logged(const Request& req, const std::string& command, const std::string& body) {
     return {req.method, req.path, command, body, req.remote_port, false};
 }
 
-// Half of the answer, then the rest only once the stall switch is cleared.
-void send_stalled(CameraSim::Impl& impl, const Reply& reply, httplib::Response& res,
-                  unsigned generation) {
-    auto body = std::make_shared<std::string>(reply.body);
-    auto sent = std::make_shared<bool>(false);
-    res.status = reply.status;
-    res.set_chunked_content_provider(
-        reply.content_type, [&impl, body, sent, generation](std::size_t, httplib::DataSink& sink) {
-            const std::size_t half = body->size() / 2;
-            if (!*sent) {
-                *sent = true;
-                return sink.write(body->data(), half);
-            }
-            if (!impl.hold_stalled(generation)) return false;
-            sink.write(body->data() + half, body->size() - half);
-            sink.done();
-            return true;
-        });
+// An empty body is an empty parameter set; anything else must be JSON.
+json parse_body(const std::string& body) {
+    return body.empty() ? json::object() : json::parse(body, nullptr, false);
+}
+
+std::string command_name(const json& body) {
+    return body.is_object() && body.contains("name") && body["name"].is_string()
+               ? body["name"].get<std::string>()
+               : "";
+}
+
+// httplib's own refusals carry no body: a request it could not read.
+Reply unreadable(const Request& req, int status) {
+    return Reply::error(
+        req.path, ErrorCode::InvalidParameterValue,
+        status == 413 || status == 414 ? "the request is too large" : "the request cannot be read");
 }
 
 }  // namespace
 
 void CameraSim::Impl::install_routes(httplib::Server& server) {
-    if (auth.enabled()) {
-        server.set_pre_routing_handler([this](const httplib::Request& req, httplib::Response& res) {
-            if (auth.accepts(req.method, req.target, req.get_header_value("Authorization")))
-                return httplib::Server::HandlerResponse::Unhandled;
-            LoggedRequest entry = logged(req, "", "");
-            entry.challenged = true;
-            log.add(entry);
-            const Reply refused = Reply::error(401, "", "unauthorized", "authentication required");
-            res.status = refused.status;
-            res.set_header("WWW-Authenticate", auth.challenge());
-            res.set_content(refused.body, refused.content_type);
+    server.set_pre_routing_handler([this](const Request& req, Response& res) {
+        // Without a length or chunks a request's body is empty (HTTP/1.1);
+        // httplib would wait for the connection to close. The body is read
+        // only after this handler, and the request is httplib's own object.
+        if (!req.has_header("Content-Length") && !req.has_header("Transfer-Encoding"))
+            const_cast<Request&>(req).set_header("Content-Length", "0");
+        if (!auth.enabled() ||
+            auth.accepts(req.method, req.target, req.get_header_value("Authorization")))
+            return httplib::Server::HandlerResponse::Unhandled;
+        LoggedRequest entry = logged(req, "", "");
+        entry.challenged = true;
+        record(entry);
+        write_reply(res, Reply::error("", ErrorCode::Unauthorized, "authentication required"));
+        res.set_header("WWW-Authenticate", auth.challenge());
+        return httplib::Server::HandlerResponse::Handled;
+    });
+    // Every answer of ours has a content type; one without is httplib's.
+    server.set_error_handler(
+        httplib::Server::HandlerWithResponse([this](const Request& req, Response& res) {
+            if (res.has_header("Content-Type")) return httplib::Server::HandlerResponse::Unhandled;
+            record(logged(req, "", req.body));
+            write_reply(res, unreadable(req, res.status));
             return httplib::Server::HandlerResponse::Handled;
-        });
-    }
-    // Runs one request: log, faults, the handler under the state lock, then
-    // the answer (document or stream).
-    auto serve = [this](httplib::Response& res, LoggedRequest entry,
-                        const std::function<Reply(CommandContext&)>& handler) {
-        const unsigned gen = current_generation();
-        log.add(entry);
-        Faults f;
-        std::function<void(const LoggedRequest&)> watch;
-        {
-            std::lock_guard<std::mutex> lock(state_mutex);
-            f = faults;
-            watch = observer;
-        }
-        if (watch) watch(entry);
-        if (f.latency_ms > 0 && !pause(std::chrono::milliseconds(f.latency_ms), gen)) return;
-        if (f.never_answer && !hold(gen)) return;
-        if (f.server_error) {
-            const Reply busy = Reply::error(500, entry.command, "serverError", "internal error");
-            res.status = busy.status;
-            res.set_content(busy.body, busy.content_type);
-            return;
-        }
-        if (f.drop || !serving) {
-            res.set_chunked_content_provider("application/json",
-                                             [](std::size_t, httplib::DataSink&) { return false; });
-            return;
-        }
-        Reply reply;
-        {
-            std::lock_guard<std::mutex> lock(state_mutex);
-            CommandContext ctx{state, config, faults, config.host, port};
-            reply = handler(ctx);
-        }
-        if (reply.reboot_after) schedule_reboot();
-        if (reply.move_http_port != 0) schedule_port_move(reply.move_http_port);
-        if (!reply.stream.empty()) {
-            send_stream(*this, std::move(reply), res, gen);
-            return;
-        }
-        if (reply.is_json && f.wrong_type)
-            reply.body = stringify_numbers(json::parse(reply.body)).dump();
-        if (reply.is_json && f.malformed) reply.body = reply.body.substr(0, reply.body.size() / 2);
-        if (f.stall) {
-            send_stalled(*this, reply, res, gen);
-            return;
-        }
-        res.status = reply.status;
-        res.set_content(reply.body, reply.content_type);
-    };
+        }));
+    // The last resort; handlers catch their own exceptions. Its text never
+    // leaves the camera (httplib would put it in a header).
+    server.set_exception_handler([](const Request& req, Response& res, std::exception_ptr) {
+        write_reply(res, Reply::error(req.path, ErrorCode::ServerError,
+                                      "the camera could not carry out the request"));
+    });
 
-    server.Get("/osc/info", [serve](const httplib::Request& req, httplib::Response& res) {
+    server.Get("/osc/info", [this](const Request& req, Response& res) {
         serve(res, logged(req, "", ""), [](CommandContext& ctx) { return device_info(ctx); });
     });
-    server.Post("/osc/state", [serve](const httplib::Request& req, httplib::Response& res) {
-        serve(res, logged(req, "", req.body),
-              [](CommandContext& ctx) { return camera_state(ctx); });
-    });
-    server.Post("/osc/commands/status",
-                [serve](const httplib::Request& req, httplib::Response& res) {
-                    const json body = json::parse(req.body, nullptr, false);
-                    serve(res, logged(req, "", req.body),
-                          [&body](CommandContext& ctx) { return command_status(ctx, body); });
-                });
-    server.Post(
-        "/osc/commands/execute", [serve](const httplib::Request& req, httplib::Response& res) {
-            if (req.is_multipart_form_data()) {
-                const auto file = req.get_file_value("file");
-                const std::string command = req.get_file_value("name").content;
-                serve(res, logged(req, command, file.filename), [&](CommandContext& ctx) {
-                    if (command != "camera._uploadFile" || file.filename.empty())
-                        return Reply::error(400, command, "missingParameter",
-                                            "a file upload needs name and file");
-                    return upload_file(ctx, file.filename, file.content.size());
-                });
-                return;
-            }
-            const json body = json::parse(req.body, nullptr, false);
-            const std::string name =
-                body.is_object() && body.contains("name") && body["name"].is_string()
-                    ? body["name"].get<std::string>()
-                    : "";
-            serve(res, logged(req, name, req.body), [&](CommandContext& ctx) {
-                if (!body.is_object())
-                    return Reply::error(400, name, "invalidParameterValue",
-                                        "the body is not a JSON object");
-                const CommandHandler* handler = find_command(name);
-                if (!handler)
-                    return Reply::error(400, name, "unknownCommand", "unknown command " + name);
-                const json parameters = body.value("parameters", json::object());
-                return (*handler)(ctx, parameters);
-            });
+    auto post_json = [this, &server](const char* path,
+                                     Reply (*command)(CommandContext&, const json&)) {
+        server.Post(path, [this, command](const Request& req, Response& res) {
+            const json body = parse_body(req.body);
+            serve(res, logged(req, "", req.body),
+                  [&body, command](CommandContext& ctx) { return command(ctx, body); });
         });
-    // The simulator keeps no picture history: a capture and the preview's
-    // still both show the camera as its settings are now.
-    auto send_picture = [this](httplib::Response& res) {
+    };
+    post_json("/osc/state", camera_state);
+    post_json("/osc/checkForUpdates", check_for_updates);
+    post_json("/osc/commands/status", command_status);
+    // Read as it arrives: an upload is kept only as its size and digest.
+    server.Post("/osc/commands/execute", [this](const Request& req, Response& res,
+                                                const httplib::ContentReader& read) {
+        if (req.is_multipart_form_data()) {
+            UploadReceiver upload;
+            const bool complete = read(
+                [&upload](const httplib::MultipartFormData& part) {
+                    upload.begin_part(part.name, part.filename);
+                    return true;
+                },
+                [&upload](const char* data, std::size_t size) {
+                    upload.add(data, size);
+                    return true;
+                });
+            const std::string command = upload.command();
+            serve(res, logged(req, command, upload.stored_name()), [&](CommandContext& ctx) {
+                if (command != "camera._uploadFile" || upload.stored_name().empty())
+                    return Reply::error(command, ErrorCode::MissingParameter,
+                                        "a file upload needs name and file");
+                if (!complete)
+                    return Reply::error(command, ErrorCode::InvalidParameterValue,
+                                        "the upload ended early");
+                return upload_file(ctx, upload.stored_name(), upload.file());
+            });
+            return;
+        }
+        std::string text;
+        const bool complete = read([&text](const char* data, std::size_t size) {
+            text.append(data, size);
+            return true;
+        });
+        const json body = parse_body(text);
+        serve(res, logged(req, command_name(body), text), [&](CommandContext& ctx) {
+            return complete ? execute_command(ctx, body) : unreadable(req, 400);
+        });
+    });
+    install_pictures(server);
+    // Anything else is a request for something this camera does not have.
+    const httplib::Server::Handler unknown = [this](const Request& req, Response& res) {
+        serve(res, logged(req, "", req.body), [&req](CommandContext&) {
+            return Reply::error(req.path, ErrorCode::UnknownCommand,
+                                "no " + req.method + " " + req.path + " on this camera");
+        });
+    };
+    server.Get(".*", unknown);
+    server.Post(".*", unknown);
+    server.Put(".*", unknown);
+    server.Patch(".*", unknown);
+    server.Delete(".*", unknown);
+    server.Options(".*", unknown);
+}
+
+// The simulator keeps no picture history: a capture and the preview's still
+// both show the camera as its settings are now.
+void CameraSim::Impl::install_pictures(httplib::Server& server) {
+    // `check` says why there is no picture, or nothing when there is one.
+    auto send_picture = [this](
+                            const Request& req, Response& res,
+                            const std::function<std::optional<Reply>(const CameraState&)>& check) {
+        record(logged(req, "", ""));
         PictureSettings settings;
         {
             std::lock_guard<std::mutex> lock(state_mutex);
+            if (auto refused = check(state)) return write_reply(res, *refused);
             settings = picture_settings(state.options);
         }
         res.set_content(picture.jpeg(settings), "image/jpeg");
     };
-    server.Get(R"(/tmp/capture(\d+)\.jpeg)",
-               [this, send_picture](const httplib::Request& req, httplib::Response& res) {
-                   log.add(logged(req, "", ""));
-                   {
-                       std::lock_guard<std::mutex> lock(state_mutex);
-                       if (state.captures.count(req.matches[1]) == 0) {
-                           res.status = 404;
-                           return;
-                       }
-                   }
-                   send_picture(res);
-               });
+    server.Get(R"(/tmp/capture(\d+)\.jpeg)", [send_picture](const Request& req, Response& res) {
+        send_picture(req, res, [&req](const CameraState& s) -> std::optional<Reply> {
+            if (s.captures.count(req.matches[1]) != 0) return std::nullopt;
+            return Reply::error(req.path, ErrorCode::InvalidParameterValue, "no such capture");
+        });
+    });
     // A still of the live preview (the real stream is RTSP), while it runs.
-    server.Get("/live/preview.jpeg",
-               [this, send_picture](const httplib::Request& req, httplib::Response& res) {
-                   log.add(logged(req, "", ""));
-                   {
-                       std::lock_guard<std::mutex> lock(state_mutex);
-                       if (!state.streaming) {
-                           res.status = 404;
-                           return;
-                       }
-                   }
-                   send_picture(res);
-               });
+    server.Get("/live/preview.jpeg", [send_picture](const Request& req, Response& res) {
+        send_picture(req, res, [&req](const CameraState& s) -> std::optional<Reply> {
+            if (s.streaming) return std::nullopt;
+            return Reply::error(req.path, ErrorCode::DisabledCommand,
+                                "the live preview is not running");
+        });
+    });
 }
 
 }  // namespace oscsim

@@ -1,6 +1,26 @@
 #include "sim/reply.h"
 
+#include <iterator>
+
 namespace oscsim {
+
+namespace {
+
+struct CodeAnswer {
+    const char* code;
+    int http_status;
+};
+
+// In the order of ErrorCode. OSC answers every error it defines with 400 Bad
+// Request, and server-side failures with a 5xx status.
+constexpr CodeAnswer kAnswers[] = {
+    {"unknownCommand", 400},       {"disabledCommand", 400},       {"missingParameter", 400},
+    {"invalidParameterName", 400}, {"invalidParameterValue", 400}, {"serverError", 500},
+    {"unauthorized", 401},
+};
+static_assert(std::size(kAnswers) == static_cast<std::size_t>(ErrorCode::Unauthorized) + 1);
+
+}  // namespace
 
 Reply Reply::done(const std::string& name, nlohmann::json results) {
     nlohmann::json doc = {{"name", name}, {"state", "done"}};
@@ -8,11 +28,12 @@ Reply Reply::done(const std::string& name, nlohmann::json results) {
     return document(doc);
 }
 
-Reply Reply::error(int status, const std::string& name, const std::string& code,
-                   const std::string& message) {
-    Reply r = document(
-        {{"name", name}, {"state", "error"}, {"error", {{"code", code}, {"message", message}}}});
-    r.status = status;
+Reply Reply::error(const std::string& name, ErrorCode code, const std::string& message) {
+    const CodeAnswer& answer = kAnswers[static_cast<std::size_t>(code)];
+    Reply r = document({{"name", name},
+                        {"state", "error"},
+                        {"error", {{"code", answer.code}, {"message", message}}}});
+    r.status = answer.http_status;
     return r;
 }
 

@@ -13,6 +13,18 @@
 
 namespace oscsim {
 
+// The error codes the camera answers with; each has one HTTP status
+// (reply.cpp).
+enum class ErrorCode {
+    UnknownCommand,
+    DisabledCommand,
+    MissingParameter,
+    InvalidParameterName,
+    InvalidParameterValue,
+    ServerError,
+    Unauthorized,  // HTTP Digest challenge, not an OSC code
+};
+
 struct StreamLine {
     std::chrono::milliseconds delay{0};        // wait before the line is sent
     std::string text;                          // sent with a trailing '\n'
@@ -29,8 +41,9 @@ struct Reply {
     int move_http_port = 0;  // nonzero: the camera listens there once answered
 
     static Reply done(const std::string& name, nlohmann::json results = nullptr);
-    static Reply error(int status, const std::string& name, const std::string& code,
-                       const std::string& message);
+    // {"name": name, "state": "error", "error": {"code": ..., "message": ...}}
+    // with the code's HTTP status.
+    static Reply error(const std::string& name, ErrorCode code, const std::string& message);
     static Reply document(const nlohmann::json& doc);
     static Reply text(std::string body);
 };

@@ -30,9 +30,16 @@ int OSCAPIHANDLER::_search_free_slot() {
 }
 
 void OSCAPIHANDLER::_start_worker(const std::string& ip, int slot) {
+    if (m_worker[slot].joinable()) m_worker[slot].join();  // a previous worker that has ended
+    {
+        // An operation that found a removed camera's entry just before it
+        // went may have queued here after that worker's last drain.
+        std::lock_guard<std::mutex> lock(m_cmdMutex[slot]);
+        m_cmdQueue[slot].clear();
+    }
+    m_skipAll[slot] = false;
     m_workerStop[slot] = false;
     m_cmdReady[slot] = true;
-    if (m_worker[slot].joinable()) m_worker[slot].join();
     m_worker[slot] = std::thread(&OSCAPIHANDLER::_camera_worker_thread, this, ip, slot);
     // The worker marks its slot taken as its first action; wait for it so the
     // next slot search skips this one.

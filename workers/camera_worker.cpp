@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "IVeskOSCTexts.h"
 #include "facade/oscapi_handler.h"
 #include "workers/command_translation.h"
 
@@ -19,42 +20,55 @@ void OSCAPIHANDLER::_camera_worker_thread(std::string ip, int slot) {
     m_workerRunning[slot] = true;
     std::optional<Clock::time_point> last_send;
     int idle_passes = 0;
-    const std::string thread_prefix = "Thread " + std::to_string(slot) + " " + ip;
+    const std::string thread_prefix = osc_texts::kLogThread + std::to_string(slot) + " " + ip;
 
     while (!m_workerStop[slot]) {
-        bool reboot_pause = false;
-        bool port_pause = false;
-        bool syslog_pause = false;
+        // The queue lock is held only to look at and change the queue: the
+        // log line and the client call run without it, so that a host
+        // callback they lead to may queue a command for this camera.
+        std::optional<QueuedCommand> command;
+        bool skipped = false;
         {
-            std::unique_lock<std::mutex> lock(m_cmdMutex[slot]);
+            std::lock_guard<std::mutex> lock(m_cmdMutex[slot]);
             auto& queue = m_cmdQueue[slot];
             const bool answer_overdue = last_send && Clock::now() - *last_send >= m_timings.gate;
-            const bool gate_open = !queue.empty() && (m_cmdReady[slot] || answer_overdue);
-            if (gate_open) {
-                const QueuedCommand command = queue.front();
+            if (!queue.empty() && (m_cmdReady[slot] || answer_overdue)) {
                 if (m_skipAll[slot]) {
-                    _put_log(thread_prefix + "skip all commands.");
                     queue.clear();
                     m_skipAll[slot] = false;
-                    continue;  // next pass at once, without pauses
+                    skipped = true;
+                } else {
+                    command = queue.front();
+                    // Closed before the call: an answer may arrive before the
+                    // client call returns, and must not be lost.
+                    m_cmdReady[slot] = false;
                 }
-                _put_log(thread_prefix + "send command " + command.name + " port " +
-                         std::to_string(command.port));
-                // Closed before the call: an answer may arrive before the
-                // client call returns, and must not be lost.
-                m_cmdReady[slot] = false;
-                _send_front_command(ip, slot, command, reboot_pause, port_pause, syslog_pause);
-                queue.pop_front();
-                last_send = Clock::now();
             }
         }
-        if (reboot_pause) {
+        if (skipped) {
+            _put_log(thread_prefix + osc_texts::kLogSkipAll);
+            continue;  // next pass at once, without pauses
+        }
+        PauseAfter pause = PauseAfter::None;
+        if (command) {
+            _put_log(thread_prefix + osc_texts::kLogSendCommand + command->name +
+                     osc_texts::kLogSendPort + std::to_string(command->port));
+            pause = _send_front_command(ip, slot, *command);
+            {
+                // Only this worker takes from the queue, so its front is
+                // still the command just sent.
+                std::lock_guard<std::mutex> lock(m_cmdMutex[slot]);
+                m_cmdQueue[slot].pop_front();
+            }
+            last_send = Clock::now();
+        }
+        if (pause == PauseAfter::Reboot) {
             _pause("reboot", slot, ip, m_timings.reboot_pause);
             // The rebooting camera will not answer; release ourselves.
             m_cmdReady[slot] = true;
         }
-        if (port_pause) _pause("settingports", slot, ip, m_timings.ports_pause);
-        if (syslog_pause) _pause("settingsyslog", slot, ip, m_timings.syslog_pause);
+        if (pause == PauseAfter::Ports) _pause("settingports", slot, ip, m_timings.ports_pause);
+        if (pause == PauseAfter::Syslog) _pause("settingsyslog", slot, ip, m_timings.syslog_pause);
         _wait_for_next_pass(slot, idle_passes);
     }
 
@@ -76,18 +90,18 @@ void OSCAPIHANDLER::_wait_for_next_pass(int slot, int& idle_passes) {
     constexpr int kBusyPasses = 10;
     constexpr int kIdleRecheckPasses = 20;
     const Clock::time_point since = Clock::now();
-    {
-        std::unique_lock<std::mutex> lock(m_cmdMutex[slot]);
-        idle_passes = m_cmdQueue[slot].empty() ? idle_passes + 1 : 0;
-        if (idle_passes > kBusyPasses) {
-            while (!m_workerStop[slot] && m_cmdQueue[slot].empty()) {
-                m_cmdWake[slot].wait_for(lock, kIdleRecheckPasses * m_timings.pass);
-            }
-            if (!m_cmdQueue[slot].empty()) idle_passes = 0;
+    std::unique_lock<std::mutex> lock(m_cmdMutex[slot]);
+    idle_passes = m_cmdQueue[slot].empty() ? idle_passes + 1 : 0;
+    if (idle_passes > kBusyPasses) {
+        while (!m_workerStop[slot] && m_cmdQueue[slot].empty()) {
+            m_cmdWake[slot].wait_for(lock, kIdleRecheckPasses * m_timings.pass);
         }
+        if (!m_cmdQueue[slot].empty()) idle_passes = 0;
     }
+    // The rest of the pass; a stop request ends it early.
     const auto passes = (Clock::now() - since) / m_timings.pass + 1;
-    std::this_thread::sleep_until(since + passes * m_timings.pass);
+    m_cmdWake[slot].wait_until(lock, since + passes * m_timings.pass,
+                               [&] { return m_workerStop[slot].load(); });
 }
 
 void OSCAPIHANDLER::_push_command(int slot, QueuedCommand command) {
@@ -102,29 +116,31 @@ void OSCAPIHANDLER::_request_worker_stop(int slot) {
     m_cmdWake[slot].notify_one();
 }
 
-void OSCAPIHANDLER::_send_front_command(const std::string& ip, int slot,
-                                        const QueuedCommand& command, bool& reboot_pause,
-                                        bool& port_pause, bool& syslog_pause) {
+PauseAfter OSCAPIHANDLER::_send_front_command(const std::string& ip, int slot,
+                                              const QueuedCommand& command) {
     CameraEntryPtr camera = _find_camera(ip);
-    if (!camera || !m_pOscAPI) return;
-    PauseAfter pause = PauseAfter::None;
+    if (!camera || !m_pOscAPI) return PauseAfter::None;
     try {
-        pause = send_queued_command(command.name,
-                                    SendContext{*m_pOscAPI, ip.c_str(), command.port, *camera});
+        return send_queued_command(command.name,
+                                   SendContext{*m_pOscAPI, ip.c_str(), command.port, *camera});
     } catch (const std::exception& e) {
-        _put_log("Thread " + std::to_string(slot) + " " + ip + " " + command.name +
+        _put_log(osc_texts::kLogThread + std::to_string(slot) + " " + ip + " " + command.name +
                  " not sent: " + e.what());
     }
-    reboot_pause = pause == PauseAfter::Reboot;
-    port_pause = pause == PauseAfter::Ports;
-    syslog_pause = pause == PauseAfter::Syslog;
+    return PauseAfter::None;
 }
 
+// A pause holds the camera's next command for its whole length; only a stop
+// request (removal, Destroy) ends it early, so that neither waits it out.
 void OSCAPIHANDLER::_pause(const char* what, int slot, const std::string& ip,
                            std::chrono::milliseconds duration) {
     std::printf("Thread %d(%s) %s sleep.\n", slot, ip.c_str(), what);
     std::fflush(stdout);
-    std::this_thread::sleep_for(duration);
+    {
+        const Clock::time_point until = Clock::now() + duration;
+        std::unique_lock<std::mutex> lock(m_cmdMutex[slot]);
+        m_cmdWake[slot].wait_until(lock, until, [&] { return m_workerStop[slot].load(); });
+    }
     std::printf("Thread %d(%s) %s awaked.\n", slot, ip.c_str(), what);
     std::fflush(stdout);
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -69,17 +70,31 @@ void OSCAPIHANDLER::_on_receive_mdns_result(const char** entries, int count) {
     callback(list.c_str());
 }
 
+// The entry goes at once, under the entry lock; the worker is joined after
+// the lock is released, so that a log callback it is running may still call
+// any operation (a command for this IP then makes a new entry). The worker
+// drains its queue and frees its slot as it ends.
 bool OSCAPIHANDLER::RemoveCachedDevice(const char* ip) {
     _put_log(std::string("RemoveCachedDevice") + ip);
-    std::lock_guard<std::mutex> lock(m_entryMutex);
-    CameraEntryPtr camera = _find_camera(ip);
-    if (!camera) return false;
-    const int slot = camera->read([](const CAM_PARAM& r) { return r.slot_index; });
-    if (slot >= 0) _request_worker_stop(slot);
+    int slot = -1;
+    std::thread worker;
+    {
+        std::lock_guard<std::mutex> lock(m_entryMutex);
+        CameraEntryPtr camera = _find_camera(ip);
+        if (!camera) return false;
+        slot = camera->read([](const CAM_PARAM& r) { return r.slot_index; });
+        if (slot >= 0) {
+            _request_worker_stop(slot);
+            // Removed from inside its own worker's callback: it ends by
+            // itself once the callback returns; Destroy or the slot's next
+            // worker joins it.
+            if (m_worker[slot].get_id() != std::this_thread::get_id())
+                worker = std::move(m_worker[slot]);
+        }
+        std::unique_lock<std::shared_mutex> map_lock(m_camerasMutex);
+        m_cameras.erase(ip);
+    }
     _put_log("RemoveCachedDevice opt_id " + std::to_string(slot));
-    // The worker drains its queue and frees the slot as it ends.
-    if (slot >= 0 && m_worker[slot].joinable()) m_worker[slot].join();
-    std::unique_lock<std::shared_mutex> map_lock(m_camerasMutex);
-    m_cameras.erase(ip);
+    if (worker.joinable()) worker.join();
     return true;
 }

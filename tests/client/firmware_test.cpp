@@ -64,6 +64,9 @@ TEST_F(FirmwareTest, Update1220UploadsTheImageAndRelaysEveryLine) {
     EXPECT_EQ(answers.back().text, "[FW update end]");
     for (const Answer& a : answers) EXPECT_EQ(a.status, 0);
     EXPECT_EQ(sim->snapshot()["uploads"]["update.img"], 100000);
+    // The camera keeps the image's digest, not the image (sha256sum).
+    EXPECT_EQ(sim->snapshot()["upload_sha256"]["update.img"],
+              "d69e68988157833272305aaf21f453c800346e8a3640db6578e260215542e5d4");
 }
 
 TEST_F(FirmwareTest, Update1230UploadsEachFileUnderItsOwnName) {

@@ -1,6 +1,13 @@
-// The simulator's HTTP surface as any OSC client meets it: refused requests
-// answer with the OSC error document naming the command, and the picture a
-// capture leaves is the recorded test pattern.
+// The simulator's HTTP surface as any OSC client meets it: every request it
+// refuses, whatever its method, path or body, answers with the OSC error
+// document naming the command; the state's fingerprint follows the state; the
+// picture a capture leaves is the recorded test pattern.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -21,15 +28,23 @@ using nlohmann::json;
 using osctest::has_members;
 
 const char* const kExecute = "/osc/commands/execute";
+const char* const kRun = "POST /osc/commands/execute";
+const char* const kStatus = "POST /osc/commands/status";
+const char* const kState = "POST /osc/state";
+const char* const kUpdates = "POST /osc/checkForUpdates";
+// The names of error documents of requests that are not commands.
+const char* const kRunDoc = "camera.commands.execute";
+const char* const kStatusDoc = "camera.commands.status";
+const char* const kUpdatesDoc = "camera.checkForUpdates";
 
-// A request the camera refuses: the OSC error document it answers with.
-struct Refusal {
-    const char* what;
-    json request;  // sent as its text; a string is sent as it is
+// A request and what the camera answers: an error document (status 400)
+// with its name and code, or, without a name, a normal answer.
+struct Exchange {
+    const char* request;  // "METHOD /path"
+    json body;            // sent as its text, a string as it is; null: no body, no length
     const char* name;
     const char* code;
-    bool while_updating = false;
-    const char* path = kExecute;
+    void (*before)(oscsim::CameraState&) = nullptr;
 };
 
 json execute(const char* name, json parameters = json::object()) {
@@ -44,56 +59,113 @@ json set(json values) {
     return execute("camera.setOptions", {{"options", std::move(values)}});
 }
 
-// Nothing changes on a refusal, the whole request is refused.
-TEST(SimHttpSurface, RefusedRequestsNameTheCommandAndTheErrorCode) {
-    const json update = execute("camera._update", {{"target", "1220"}});
-    const Refusal table[] = {
-        {"unknown command", execute("camera.frobnicate"), "camera.frobnicate", "unknownCommand"},
-        {"body not JSON", "{\"name\":", "", "invalidParameterValue"},
-        {"option names missing", execute("camera.getOptions"), "camera.getOptions",
-         "missingParameter"},
-        {"option name not a text", options({7}), "camera.getOptions", "invalidParameterValue"},
-        {"unknown option read", options({"_brightness", "_nope"}), "camera.getOptions",
-         "invalidParameterName"},
-        {"options missing", execute("camera.setOptions"), "camera.setOptions", "missingParameter"},
-        {"unknown option set", set({{"_contrast", 10}, {"_nope", 1}}), "camera.setOptions",
-         "invalidParameterName"},
-        {"value out of range", set({{"_contrast", 10}, {"_brightness", 101}}), "camera.setOptions",
+void updating(oscsim::CameraState& s) {
+    s.updating = true;
+}
+
+void one_capture(oscsim::CameraState& s) {
+    s.captures["1"] = {{}, "camera.startCapture"};
+}
+
+// The whole answer to one request sent byte for byte on its own connection.
+std::string exchange(int port, const Exchange& e) {
+    const std::string body = e.body.is_string() ? e.body.get<std::string>() : e.body.dump();
+    std::string text = std::string(e.request) + " HTTP/1.1\r\nConnection: close\r\n";
+    if (!e.body.is_null()) text += "Content-Length: " + std::to_string(body.size()) + "\r\n";
+    text += "\r\n" + (e.body.is_null() ? "" : body);
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::string answer;
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size())) {
+        char buffer[4096];
+        for (ssize_t n; (n = recv(fd, buffer, sizeof buffer, 0)) > 0;) answer.append(buffer, n);
+    }
+    close(fd);
+    return answer;
+}
+
+// Each request is recorded once and changes nothing; no answer carries
+// library text.
+TEST(SimHttpSurface, EveryRefusalIsAnOscErrorDocument) {
+    const Exchange table[] = {
+        {kRun, execute("camera.frobnicate"), "camera.frobnicate", "unknownCommand"},
+        {kRun, "{\"name\":", kRunDoc, "invalidParameterValue"},
+        {kRun, nullptr, kRunDoc, "missingParameter"},
+        {kRun, execute("camera._reboot", 1), "camera._reboot", "invalidParameterValue"},
+        {kRun, execute("camera.getOptions"), "camera.getOptions", "missingParameter"},
+        {kRun, options({7}), "camera.getOptions", "invalidParameterValue"},
+        {kRun, options({"_brightness", "_nope"}), "camera.getOptions", "invalidParameterName"},
+        {kRun, execute("camera.setOptions"), "camera.setOptions", "missingParameter"},
+        {kRun, set({{"_contrast", 10}, {"_nope", 1}}), "camera.setOptions", "invalidParameterName"},
+        {kRun, execute("camera._reboot"), "camera._reboot", "disabledCommand", updating},
+        {kRun, execute("camera._update", {{"target", "1220"}}), "camera._update", "disabledCommand",
+         updating},
+        {kRun, execute("camera._update", {{"target", 1220}}), "camera._update",
          "invalidParameterValue"},
-        {"reboot during an update", execute("camera._reboot"), "camera._reboot", "disabledCommand",
-         true},
-        {"second update", update, "camera._update", "disabledCommand", true},
-        {"update of no module", execute("camera._update", {{"target", "1240"}}), "camera._update",
+        {kRun, execute("camera._getLivePreview", {{"action", "pause"}}), "camera._getLivePreview",
          "invalidParameterValue"},
-        {"preview action unknown", execute("camera._getLivePreview", {{"action", "pause"}}),
-         "camera._getLivePreview", "invalidParameterValue"},
-        {"command-line function unknown", execute("camera._cmdLine", {{"func", "Frobnicate"}}),
-         "camera._cmdLine", "invalidParameterValue"},
-        {"status of no capture",
-         {{"id", "77"}},
-         "camera.startCapture",
-         "invalidParameterValue",
-         false,
-         "/osc/commands/status"},
+        {kRun, execute("camera._cmdLine", {{"func", "Frobnicate"}}), "camera._cmdLine",
+         "invalidParameterValue"},
+        {"GET /osc/commands/execute", nullptr, "/osc/commands/execute", "unknownCommand"},
+        {kStatus, {{"id", "77"}}, kStatusDoc, "invalidParameterValue"},
+        {kStatus, {{"id", 1}}, nullptr, nullptr, one_capture},
+        {kStatus, json::object(), kStatusDoc, "missingParameter"},
+        {kStatus, "{", kStatusDoc, "invalidParameterValue"},
+        {"GET /osc/state", nullptr, "/osc/state", "unknownCommand"},
+        {kState, nullptr, nullptr, nullptr},
+        {kState, "[", "camera.state", "invalidParameterValue"},
+        {kUpdates, json::object(), kUpdatesDoc, "missingParameter"},
+        {kUpdates, "nope", kUpdatesDoc, "invalidParameterValue"},
+        {"POST /osc/info", "{", "/osc/info", "unknownCommand"},
+        {"GET /tmp/capture77.jpeg", nullptr, "/tmp/capture77.jpeg", "invalidParameterValue"},
+        {"GET /live/preview.jpeg", nullptr, "/live/preview.jpeg", "disabledCommand"},
+        {"PUT /nope", "{}", "/nope", "unknownCommand"},
+        {"FROB /osc/info", nullptr, "", "invalidParameterValue"},
     };
-    for (const Refusal& r : table) {
-        SCOPED_TRACE(r.what);
+    for (const Exchange& e : table) {
+        SCOPED_TRACE(std::string(e.request) + " " + e.body.dump());
         oscsim::CameraSim camera;
         ASSERT_TRUE(camera.start());
-        camera.update_state([&](oscsim::CameraState& s) { s.updating = r.while_updating; });
-        const json before = camera.snapshot()["options"];
-        httplib::Client http(camera.host(), camera.port());
-        const std::string body =
-            r.request.is_string() ? r.request.get<std::string>() : r.request.dump();
-        const httplib::Result result = http.Post(r.path, body, "application/json");
-        ASSERT_TRUE(result);
-        EXPECT_EQ(result->status, 400);
-        EXPECT_TRUE(
-            has_members(json::parse(result->body, nullptr, false),
-                        {{"name", r.name}, {"state", "error"}, {"error", {{"code", r.code}}}}))
-            << result->body;
-        EXPECT_EQ(camera.snapshot()["options"], before);
+        if (e.before) camera.update_state(e.before);
+        const json before = camera.snapshot();
+        const std::string answer = exchange(camera.port(), e);
+        EXPECT_EQ(answer.rfind(e.name ? "HTTP/1.1 400 " : "HTTP/1.1 200 ", 0), 0u) << answer;
+        const json doc = json::parse(answer.substr(answer.find("\r\n\r\n") + 4), nullptr, false);
+        if (e.name) {
+            EXPECT_TRUE(has_members(
+                doc, {{"name", e.name}, {"state", "error"}, {"error", {{"code", e.code}}}}));
+            EXPECT_TRUE(doc["error"]["message"].is_string()) << answer;
+        }
+        EXPECT_EQ(answer.find("EXCEPTION_WHAT"), std::string::npos);
+        EXPECT_EQ(camera.snapshot(), before);
+        EXPECT_EQ(camera.requests().size(), 1u);
     }
+}
+
+// /osc/checkForUpdates, listed in /osc/info, hands out the fingerprint
+// /osc/state has, and a new one once the state changed.
+TEST(SimHttpSurface, TheFingerprintFollowsTheState) {
+    oscsim::CameraSim camera;
+    ASSERT_TRUE(camera.start());
+    httplib::Client http(camera.host(), camera.port());
+    auto post = [&](const char* path, const json& body) {
+        const auto result = http.Post(path, body.dump(), "application/json");
+        return result ? json::parse(result->body, nullptr, false) : json();
+    };
+    auto latest = [&] { return post("/osc/checkForUpdates", {{"stateFingerprint", ""}}); };
+    const auto info = http.Get("/osc/info");
+    ASSERT_TRUE(info);
+    const json api = json::parse(info->body)["api"];
+    EXPECT_EQ(std::count(api.begin(), api.end(), "/osc/checkForUpdates"), 1);
+    const json first = latest();
+    EXPECT_EQ(first["throttleTimeout"], 1);
+    EXPECT_EQ(first["stateFingerprint"], post("/osc/state", json::object())["fingerprint"]);
+    post(kExecute, execute("camera._getLivePreview"));
+    EXPECT_NE(latest()["stateFingerprint"], first["stateFingerprint"]);
 }
 
 // Grey level means of 8x8 blocks: small enough to keep beside the test,

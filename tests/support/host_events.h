@@ -80,6 +80,12 @@ public:
     bool wait_for_line(const std::string& line) {
         return wait_for([&] { return has_line(line); });
     }
+    // Runs `action` once, inside the callback and on its thread, for the
+    // first event whose line starts with `prefix`: a host reacting to it.
+    void react_once(std::string prefix, std::function<void()> action) {
+        std::lock_guard<std::mutex> lock(mutex());
+        reaction_ = {std::move(prefix), std::move(action)};
+    }
 
 private:
     static std::mutex& mutex() {
@@ -97,13 +103,17 @@ private:
     }
     template <class T>
     static void add(std::vector<T> HostEvents::*member, T value, std::string line) {
+        std::function<void()> reaction;
         {
             std::lock_guard<std::mutex> lock(mutex());
+            auto& [prefix, action] = instance().reaction_;
+            if (action && line.rfind(prefix, 0) == 0) reaction = std::exchange(action, nullptr);
             (instance().*member).push_back(std::move(value));
             instance().lines_.push_back(std::move(line));
             ++instance().generation_;
         }
         changed().notify_all();
+        if (reaction) reaction();
     }
     static std::string flag(bool b) { return b ? "true" : "false"; }
 
@@ -139,6 +149,7 @@ private:
     }
 
     unsigned long generation_ = 0;
+    std::pair<std::string, std::function<void()>> reaction_;
     std::vector<std::string> lines_, device_lists_, logs_;
     std::vector<CommandResult> results_;
     std::vector<Document> parameters_;
