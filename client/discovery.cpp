@@ -7,7 +7,6 @@
 
 #include <cstring>
 #include <list>
-#include <sstream>
 
 namespace oscclient {
 
@@ -77,32 +76,6 @@ std::string discovery_entry(const std::string& name, const std::string& model,
         return s;
     };
     return clean(name) + "," + clean(model) + "," + ip + "," + std::to_string(port);
-}
-
-std::vector<std::pair<std::string, int>> parse_camera_list(const std::string& text) {
-    std::vector<std::pair<std::string, int>> cameras;
-    std::stringstream items(text);
-    for (std::string item; std::getline(items, item, ',');) {
-        const auto first = item.find_first_not_of(" \t");
-        if (first == std::string::npos) continue;
-        item = item.substr(first, item.find_last_not_of(" \t") - first + 1);
-        const auto colon = item.rfind(':');
-        int port = 80;
-        std::string ip = item;
-        if (colon != std::string::npos) {
-            ip = item.substr(0, colon);
-            try {
-                std::size_t used = 0;
-                port = std::stoi(item.substr(colon + 1), &used);
-                if (used != item.size() - colon - 1) continue;
-            } catch (const std::exception&) {
-                continue;
-            }
-        }
-        if (ip.empty() || port <= 0 || port > 65535) continue;
-        cameras.emplace_back(ip, port);
-    }
-    return cameras;
 }
 
 DnsSdBrowser::~DnsSdBrowser() {

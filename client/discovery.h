@@ -17,10 +17,6 @@ namespace oscclient {
 std::string discovery_entry(const std::string& name, const std::string& model,
                             const std::string& ip, int port);
 
-// "127.0.0.1:8080,127.0.0.2:8080" -> (ip, port) pairs; malformed items are
-// skipped, a missing port means 80.
-std::vector<std::pair<std::string, int>> parse_camera_list(const std::string& text);
-
 class DnsSdBrowser {
 public:
     using OnEntry = std::function<void(const std::string& entry)>;

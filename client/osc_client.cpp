@@ -4,6 +4,7 @@
 #include "client/exchange.h"
 #include "client/firmware_job.h"
 #include "client/request_catalog.h"
+#include "host/camera_address.h"
 
 namespace oscclient {
 
@@ -74,7 +75,8 @@ int OscClient::queue_failure(const char* ip, std::string text) {
 }
 
 void OscClient::probe_static_cameras() {
-    for (const auto& [ip, port] : parse_camera_list(options_.static_cameras)) {
+    // The host layer's parser: a camera listed without a port is at 8080.
+    for (const auto& [ip, port] : oschost::parse_camera_list(options_.static_cameras).cameras) {
         dispatcher_.submit(ip, [this, port = port](CameraLink& link, TransferLoop& loop,
                                                    const CameraDispatcher::Finished& finished) {
             HttpCall call;

@@ -1,4 +1,4 @@
-# Installation: the handler library and its header, the client library, the
+# Installation: the handler library and its header, the host layer, the client library, the
 # simulator and oscctl, a CMake package and a pkg-config file.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -11,6 +11,11 @@ install(TARGETS IVeskOSCHandlerInst
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The host layer for C++ hosts: IVeskOSCHandlerInst::osc_host, <oschost/session.h>.
+install(TARGETS osc_host
+  EXPORT IVeskOSCHandlerInstTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES ${OSC_HOST_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/oschost)
 install(FILES
   ${PROJECT_SOURCE_DIR}/include/IVeskOSCHandlerInst.h
   ${PROJECT_SOURCE_DIR}/include/IVeskOSC_Tendra.h

@@ -13,15 +13,15 @@ void OSCAPIHANDLER::SetStaticIP(const char* ip, int port, const char* static_ip,
         r.mask = text_argument(mask);
         r.http_port = port;
     });
-    _queue_commands(*camera, port, {"SetStaticIp"});
+    _queue_commands(*camera, port, {osc_texts::kQueuedSetStaticIp});
 }
 
 void OSCAPIHANDLER::SetDHCP(const char* ip, int port) {
-    _queue_only(ip, port, "SetDhcp");
+    _queue_only(ip, port, osc_texts::kQueuedSetDhcp);
 }
 
 void OSCAPIHANDLER::SaveParam(const char* ip, int port) {
-    _queue_only(ip, port, "AstParamRwSave");
+    _queue_only(ip, port, osc_texts::kQueuedSaveParam);
 }
 
 // The versions are reported once the parameters are known (see the answer

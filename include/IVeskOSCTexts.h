@@ -37,6 +37,12 @@ inline constexpr const char* kLogSendPort = " port ";
 // "Thread SLOT IPskip all commands.": a worker drops its camera's queue.
 inline constexpr const char* kLogSkipAll = "skip all commands.";
 
+// Commands as a worker's "send command" line names them, for operations whose
+// answer the handler reports under no exported name.
+inline constexpr const char* kQueuedSetDhcp = "SetDhcp";
+inline constexpr const char* kQueuedSetStaticIp = "SetStaticIp";
+inline constexpr const char* kQueuedSaveParam = "AstParamRwSave";
+
 }  // namespace osc_texts
 
 #endif

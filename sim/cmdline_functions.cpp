@@ -121,7 +121,7 @@ const std::map<std::string, Function>& functions() {
 Reply command_line(CommandContext& ctx, const json& parameters) {
     const std::string func = text_parameter(parameters, "func").value_or("");
     const auto it = functions().find(func);
-    if (it == functions().end())
+    if (it == functions().end() || !ctx.faults.knows(func))
         return Reply::error(kName, ErrorCode::InvalidParameterValue, "unknown function " + func);
     if (!text_parameter(parameters, "cmdLine"))
         return Reply::error(kName, ErrorCode::InvalidParameterValue, "cmdLine is not a text");

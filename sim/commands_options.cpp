@@ -28,7 +28,7 @@ Reply get_options(CommandContext& ctx, const json& parameters) {
         const std::string name = n.get<std::string>();
         json value = derived_option(ctx.state, name);
         if (value.is_null()) {
-            if (!ctx.state.options.contains(name))
+            if (!ctx.state.options.contains(name) || !ctx.faults.knows(name))
                 return Reply::error(kGet, ErrorCode::InvalidParameterName,
                                     "unknown option " + name);
             value = ctx.state.options[name];

@@ -42,6 +42,13 @@ struct Faults {
     // State replies leave out the health groups named here, for example
     // "CpuUsage" or "imrxMode".
     std::string omit_state_groups;
+    // Command-line functions and options the camera does not know, as another
+    // firmware: "GetEthernetSettings,_imrxMode" (reads of them are refused).
+    std::string unknown;
+
+    bool knows(const std::string& name) const {
+        return ("," + unknown + ",").find("," + name + ",") == std::string::npos;
+    }
 };
 
 }  // namespace oscsim

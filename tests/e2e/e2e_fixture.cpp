@@ -72,23 +72,4 @@ CommandResult EndToEndTest::wait_result(const std::string& ip, const std::string
     return results_of(ip, command).front();
 }
 
-std::vector<nlohmann::json> EndToEndTest::parameters_of(const std::string& ip) {
-    std::vector<nlohmann::json> out;
-    for (const auto& [from, text] : events().parameters()) {
-        if (from == ip) out.push_back(nlohmann::json::parse(text));
-    }
-    return out;
-}
-
-nlohmann::json EndToEndTest::refresh_settings(oscsim::CameraSim& camera) {
-    const std::string ip = camera.host();
-    const size_t before = parameters_of(ip).size();
-    GetCameraSettings(ip.c_str(), camera.port(), true);
-    if (!wait_for([&] { return parameters_of(ip).size() > before; })) {
-        ADD_FAILURE() << "no parameter document for " << ip;
-        return nlohmann::json::object();
-    }
-    return parameters_of(ip).back();
-}
-
 }  // namespace e2e

@@ -50,10 +50,6 @@ protected:
                                                  const std::string& command = "");
     // Waits for the first result of the command and returns it.
     static CommandResult wait_result(const std::string& ip, const std::string& command);
-    // Parameter documents reported for one camera, parsed.
-    static std::vector<nlohmann::json> parameters_of(const std::string& ip);
-    // Runs a forced settings refresh and returns the document it produced.
-    nlohmann::json refresh_settings(oscsim::CameraSim& camera);
 
     // Loads the handler; tests that need environment settings first call it
     // themselves (SetUp does not when load_in_setup_ is false).

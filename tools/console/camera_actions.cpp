@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "IVeskOSCHandlerInst.h"
+#include "host/settings_table.h"
 
 namespace osconsole {
 
@@ -18,13 +19,16 @@ namespace {
 using nlohmann::json;
 
 struct Request {
-    FleetState& state;
-    const std::string& ip;
-    int port;
+    FleetStore& store;
+    const ActionView& camera;
     const json& body;
+    const char* ip() const { return camera.address.ip.c_str(); }
+    int port() const { return camera.address.port; }
 };
 
-ActionOutcome queued(const std::string& operation) {
+// Noted before the operation is called: its answer may come at once.
+ActionOutcome queued(const Request& r, const std::string& operation) {
+    r.store.apply(r.ip(), ActionQueued{operation});
     return {202, operation};
 }
 
@@ -41,85 +45,61 @@ std::optional<int> integer_value(const json& body) {
     return static_cast<int>(v);
 }
 
-// Settings whose range the camera states in its parameter document as
-// "<key>_min" and "<key>_max".
-struct RangedSetting {
-    const char* action;
-    const char* key;
-    const char* operation;
-    void (*call)(const char* ip, int port, int value);
-};
-
-constexpr RangedSetting kRangedSettings[] = {
-    {"brightness", "brightness", "SetBrightness", SetBrightness},
-    {"contrast", "contrast", "SetContrast", SetContrast},
-    {"saturation", "saturation", "SetSaturation", SetSaturation},
-    {"sharpness", "sharpness", "SetSharpness", SetSharpness},
-    {"awb", "awb", "SetAWB", SetAWB},
-    {"autoawb", "autoawb", "SetAutoAWB", SetAutoAWB},
-};
-
 // Refused while a parameter document is being fetched: its answers would
 // overwrite the value before the setter sends it. The page tries again.
-std::optional<ActionOutcome> busy_fetching(const Request& r) {
-    if (!r.state.fetching(r.ip)) return std::nullopt;
-    return refused(409, "the parameters of " + r.ip +
-                            " are being read from the camera; try again in a moment");
+std::optional<ActionOutcome> busy(const oschost::Setting& setting, const Request& r) {
+    if (r.camera.fetching)
+        return refused(409, "the parameters of " + r.camera.address.ip +
+                                " are being read from the camera; try again in a moment");
+    // A health answer carries the mode too, into the handler's record.
+    if (setting.set == SetMode && r.camera.polling)
+        return refused(
+            409, r.camera.address.ip + " is reporting its mode just now; try again in a moment");
+    return std::nullopt;
 }
 
-ActionOutcome set_ranged(const RangedSetting& setting, const Request& r) {
+ActionOutcome set_value(const oschost::Setting& setting, const Request& r) {
+    const std::string name = setting.name;
     const auto value = integer_value(r.body);
-    if (!value) return refused(400, std::string(setting.action) + " needs an integer \"value\"");
-    if (const auto busy = busy_fetching(r)) return *busy;
-    const auto range = r.state.advertised_range(r.ip, setting.key);
-    if (!range)
-        return refused(409, "the range of " + std::string(setting.action) + " on " + r.ip +
+    if (!value) return refused(400, name + " needs an integer \"value\"");
+    const nlohmann::json* document = r.camera.params ? &r.camera.params->parsed : nullptr;
+    const oschost::RangeCheck check = oschost::check_range(setting, *value, document);
+    if (check.verdict == oschost::RangeVerdict::Outside)
+        return refused(
+            400, name + " " + std::to_string(*value) + " is outside the camera's range " +
+                     std::to_string(check.range.min) + ".." + std::to_string(check.range.max));
+    if (const auto refusal = busy(setting, r)) return *refusal;
+    if (check.verdict == oschost::RangeVerdict::NotKnownYet)
+        return refused(409, "the range of " + name + " on " + r.camera.address.ip +
                                 " is not known yet: its parameter document has not arrived");
-    if (*value < range->min || *value > range->max)
-        return refused(400, std::string(setting.action) + " " + std::to_string(*value) +
-                                " is outside the camera's range " + std::to_string(range->min) +
-                                ".." + std::to_string(range->max));
-    setting.call(r.ip.c_str(), r.port, *value);
-    return queued(setting.operation);
-}
-
-// The camera's stream modes (its "_imrxMode" option); the parameter document
-// states no range for them.
-constexpr int kModeMin = 0;
-constexpr int kModeMax = 3;
-
-ActionOutcome set_mode(const Request& r) {
-    const auto mode = integer_value(r.body);
-    if (!mode || *mode < kModeMin || *mode > kModeMax)
-        return refused(400, "mode needs an integer \"value\" from 0 to 3");
-    if (const auto busy = busy_fetching(r)) return *busy;
-    // A health answer carries the mode too.
-    if (r.state.polling(r.ip))
-        return refused(409, r.ip + " is reporting its mode just now; try again in a moment");
-    SetMode(r.ip.c_str(), r.port, *mode);
-    return queued("SetMode");
+    const ActionOutcome outcome = queued(r, setting.command);
+    setting.set(r.ip(), r.port(), *value);
+    return outcome;
 }
 
 ActionOutcome start_stream(const Request& r) {
-    StartStreaming(r.ip.c_str(), r.port);
-    return queued("StartStreaming");
+    const ActionOutcome outcome = queued(r, "StartStreaming");
+    StartStreaming(r.ip(), r.port());
+    return outcome;
 }
 
 ActionOutcome take_screenshot(const Request& r) {
-    TakeScreenShot(r.ip.c_str(), r.port);
-    return queued("TakeScreenShot");
+    const ActionOutcome outcome = queued(r, "TakeScreenShot");
+    TakeScreenShot(r.ip(), r.port());
+    return outcome;
 }
 
 ActionOutcome reboot(const Request& r) {
-    r.state.reboot_requested(r.ip);
-    RebootCamera(r.ip.c_str(), r.port);
-    return queued("RebootCamera");
+    const ActionOutcome outcome = queued(r, "RebootCamera");
+    RebootCamera(r.ip(), r.port());
+    return outcome;
 }
 
 ActionOutcome refresh(const Request& r) {
-    r.state.fetch_started(r.ip);
-    GetCameraSettings(r.ip.c_str(), r.port, true);
-    return queued("GetCameraSettings");
+    r.store.apply(r.ip(), FetchStarted{});
+    const ActionOutcome outcome = queued(r, "GetCameraSettings");
+    GetCameraSettings(r.ip(), r.port(), true);
+    return outcome;
 }
 
 // A path on this host naming a readable regular file, or why not.
@@ -145,20 +125,22 @@ ActionOutcome update_firmware(const Request& r) {
         for (const json& file : files)
             if (const auto problem = file_problem(file, "ast1230")) return refused(400, *problem);
     }
-    r.state.update_started(r.ip);
-    const char* ip = r.ip.c_str();
+    const char* ip = r.ip();
     if (files.is_null()) {
-        Update1220Firmware(ip, r.port, image.get<std::string>().c_str());
-        return queued("Update1220Firmware");
+        const ActionOutcome outcome = queued(r, "Update1220Firmware");
+        Update1220Firmware(ip, r.port(), image.get<std::string>().c_str());
+        return outcome;
     }
     const std::string f1 = files[0], f2 = files[1], f3 = files[2];
     if (image.is_null()) {
-        Update1230Firmware(ip, r.port, f1.c_str(), f2.c_str(), f3.c_str());
-        return queued("Update1230Firmware");
+        const ActionOutcome outcome = queued(r, "Update1230Firmware");
+        Update1230Firmware(ip, r.port(), f1.c_str(), f2.c_str(), f3.c_str());
+        return outcome;
     }
-    UpdateFirmwareAll(ip, r.port, f1.c_str(), f2.c_str(), f3.c_str(),
+    const ActionOutcome outcome = queued(r, "UpdateFirmwareAll");
+    UpdateFirmwareAll(ip, r.port(), f1.c_str(), f2.c_str(), f3.c_str(),
                       image.get<std::string>().c_str());
-    return queued("UpdateFirmwareAll");
+    return outcome;
 }
 
 struct Action {
@@ -167,24 +149,23 @@ struct Action {
 };
 
 constexpr Action kActions[] = {
-    {"mode", set_mode}, {"stream", start_stream}, {"screenshot", take_screenshot},
-    {"reboot", reboot}, {"refresh", refresh},     {"firmware", update_firmware},
+    {"stream", start_stream}, {"screenshot", take_screenshot}, {"reboot", reboot},
+    {"refresh", refresh},     {"firmware", update_firmware},
 };
 
 }  // namespace
 
-ActionOutcome run_action(FleetState& state, const std::string& ip, const std::string& action,
+ActionOutcome run_action(FleetStore& store, const std::string& ip, const std::string& action,
                          const std::string& body) {
-    const auto port = state.port_of(ip);
-    if (!port) return refused(404, "no camera " + ip + " in this console");
+    const auto camera = store.action_view(ip);
+    if (!camera) return refused(404, "no camera " + ip + " in this console");
     const json doc = body.empty() ? json::object() : json::parse(body, nullptr, false);
     if (doc.is_discarded()) return refused(400, "the request body is not valid JSON");
     if (!doc.is_object()) return refused(400, "the request body must be a JSON object");
-    const Request request{state, ip, *port, doc};
+    const Request request{store, *camera, doc};
 
-    const auto ranged = std::find_if(std::begin(kRangedSettings), std::end(kRangedSettings),
-                                     [&](const RangedSetting& s) { return action == s.action; });
-    if (ranged != std::end(kRangedSettings)) return set_ranged(*ranged, request);
+    if (const oschost::Setting* setting = oschost::find_setting(action))
+        return set_value(*setting, request);
     const auto other = std::find_if(std::begin(kActions), std::end(kActions),
                                     [&](const Action& a) { return action == a.name; });
     if (other != std::end(kActions)) return other->run(request);

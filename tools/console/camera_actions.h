@@ -1,12 +1,12 @@
 // What the page can ask of a camera. Each action checks its request first
 // (the camera exists, the body is well formed, values lie in the range the
-// camera advertises) and only then calls the handler's exported operation, so
-// a refused request changes nothing.
+// camera advertises, from the one settings table) and only then calls the
+// handler's exported operation, so a refused request changes nothing.
 #pragma once
 
 #include <string>
 
-#include "tools/console/fleet_state.h"
+#include "tools/console/fleet_store.h"
 
 namespace osconsole {
 
@@ -15,7 +15,7 @@ struct ActionOutcome {
     std::string message;  // what was queued, or why it was refused
 };
 
-ActionOutcome run_action(FleetState& state, const std::string& ip, const std::string& action,
+ActionOutcome run_action(FleetStore& store, const std::string& ip, const std::string& action,
                          const std::string& body);
 
 }  // namespace osconsole

@@ -9,6 +9,7 @@
 
 #include "tools/console/camera_actions.h"
 #include "tools/console/event_stream.h"
+#include "tools/console/fleet_view.h"
 #include "tools/console/page_assets.h"
 
 namespace osconsole {
@@ -40,7 +41,7 @@ const httplib::Headers kSecurityHeaders = {
 void send_json(httplib::Response& res, int status, const json& body) {
     res.status = status;
     res.set_header("Cache-Control", "no-store");
-    res.set_content(body.dump(-1, ' ', false, json::error_handler_t::replace), "application/json");
+    res.set_content(dump(body), "application/json");
 }
 
 void send_error(httplib::Response& res, int status, const std::string& message) {
@@ -65,7 +66,7 @@ bool is_json(const httplib::Request& req) {
 
 class ConsoleServer::Impl {
 public:
-    Impl(FleetState& state, const AccessPolicy& policy) : state_(state), policy_(policy) {
+    Impl(FleetStore& store, const AccessPolicy& policy) : store_(store), policy_(policy) {
         server_.new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
         server_.set_payload_max_length(kMaxBody);
         server_.set_socket_options([](socket_t sock) {
@@ -117,19 +118,23 @@ public:
 
     void install_api() {
         server_.Get("/api/cameras", [this](const httplib::Request&, httplib::Response& res) {
-            send_json(res, 200, state_.cards());
+            send_json(res, 200, cards_json(store_.changes_since(0).cameras));
+        });
+        // The settings the detail view offers, from the one settings table.
+        server_.Get("/api/settings", [](const httplib::Request&, httplib::Response& res) {
+            send_json(res, 200, settings_json());
         });
         server_.Get(R"(/api/cameras/([^/]+)/params)",
                     [this](const httplib::Request& req, httplib::Response& res) {
-                        const std::string doc = state_.params_text(req.matches[1]);
-                        if (doc.empty())
+                        const auto doc = store_.params(req.matches[1]);
+                        if (!doc)
                             return send_error(res, 404, "no parameter document for this camera");
                         res.set_header("Cache-Control", "no-store");
-                        res.set_content(doc, "application/json");
+                        res.set_content(doc->text, "application/json");
                     });
         server_.Get(R"(/api/cameras/([^/]+)/screenshot\.jpeg)",
                     [this](const httplib::Request& req, httplib::Response& res) {
-                        const auto picture = state_.screenshot(req.matches[1]);
+                        const auto picture = store_.screenshot(req.matches[1]);
                         if (!picture) return send_error(res, 404, "no screenshot of this camera");
                         res.set_header("Cache-Control", "no-store");
                         res.set_content(*picture, "image/jpeg");
@@ -139,7 +144,7 @@ public:
                          if (!req.body.empty() && !is_json(req))
                              return send_error(res, 415, "actions take a JSON body");
                          const ActionOutcome outcome =
-                             run_action(state_, req.matches[1], req.matches[2], req.body);
+                             run_action(store_, req.matches[1], req.matches[2], req.body);
                          if (outcome.status >= 400)
                              return send_error(res, outcome.status, outcome.message);
                          send_json(res, outcome.status, {{"queued", outcome.message}});
@@ -153,7 +158,7 @@ public:
             --streams_;
             return send_error(res, 503, "too many open event streams");
         }
-        auto stream = std::make_shared<EventStream>(state_);
+        auto stream = std::make_shared<EventStream>(store_);
         res.set_header("Cache-Control", "no-store");
         res.set_chunked_content_provider(
             "text/event-stream",
@@ -168,15 +173,15 @@ public:
             [this](bool) { --streams_; });
     }
 
-    FleetState& state_;
+    FleetStore& store_;
     const AccessPolicy& policy_;
     httplib::Server server_;
     std::atomic<int> streams_{0};
     std::thread listener_;
 };
 
-ConsoleServer::ConsoleServer(FleetState& state, const AccessPolicy& policy)
-    : impl_(std::make_unique<Impl>(state, policy)) {}
+ConsoleServer::ConsoleServer(FleetStore& store, const AccessPolicy& policy)
+    : impl_(std::make_unique<Impl>(store, policy)) {}
 
 ConsoleServer::~ConsoleServer() {
     stop();
@@ -195,7 +200,7 @@ int ConsoleServer::start(const std::string& host, int port) {
 }
 
 void ConsoleServer::stop() {
-    impl_->state_.close();
+    impl_->store_.close();
     impl_->server_.stop();
     if (impl_->listener_.joinable()) impl_->listener_.join();
 }

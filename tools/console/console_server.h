@@ -6,13 +6,13 @@
 #include <string>
 
 #include "tools/console/access_policy.h"
-#include "tools/console/fleet_state.h"
+#include "tools/console/fleet_store.h"
 
 namespace osconsole {
 
 class ConsoleServer {
 public:
-    ConsoleServer(FleetState& state, const AccessPolicy& policy);
+    ConsoleServer(FleetStore& store, const AccessPolicy& policy);
     ~ConsoleServer();
     ConsoleServer(const ConsoleServer&) = delete;
     ConsoleServer& operator=(const ConsoleServer&) = delete;

@@ -13,8 +13,8 @@ constexpr auto kPollGiveUp = std::chrono::seconds(60);
 
 }  // namespace
 
-HealthPoller::HealthPoller(FleetState& state, std::chrono::milliseconds period)
-    : state_(state), period_(period), thread_([this] { run(); }) {}
+HealthPoller::HealthPoller(FleetStore& store, std::chrono::milliseconds period)
+    : store_(store), period_(period), thread_([this] { run(); }) {}
 
 HealthPoller::~HealthPoller() {
     stop();
@@ -33,22 +33,22 @@ void HealthPoller::run() {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!wake_.wait_for(lock, kTick, [this] { return stopping_; })) {
         lock.unlock();
-        const std::vector<PollView> cameras = state_.poll_views();
+        const std::vector<PollView> cameras = store_.poll_views();
         for (std::size_t i = 0; i < cameras.size(); ++i) visit(cameras[i], i, cameras.size());
         lock.lock();
     }
 }
 
 void HealthPoller::visit(const PollView& camera, std::size_t index, std::size_t count) {
-    const char* ip = camera.key.ip.c_str();
-    const int port = camera.key.port;
+    const char* ip = camera.address.ip.c_str();
+    const int port = camera.address.port;
     const Clock::time_point now = Clock::now();
-    auto [entry, first_sight] = pace_.try_emplace(camera.key.ip);
+    auto [entry, first_sight] = pace_.try_emplace(camera.address.ip);
     Pace& pace = entry->second;
     const FollowUps& follow = camera.follow_ups;
     const bool fetch = first_sight || follow.refetch;
     if (fetch) {
-        state_.fetch_started(camera.key.ip);
+        store_.apply(camera.address.ip, FetchStarted{});
         GetCameraSettings(ip, port, true);
     }
     // Module versions enter the parameter document only when asked for.
@@ -63,7 +63,7 @@ void HealthPoller::visit(const PollView& camera, std::size_t index, std::size_t 
     if (now < pace.next_poll) return;
     const bool answered = !pace.polled || camera.answers != pace.answers_at_poll;
     if (!answered && now - pace.last_poll < kPollGiveUp) return;
-    state_.poll_started(camera.key.ip);
+    store_.apply(camera.address.ip, PollStarted{});
     GetCameraHealthAndUsage(ip, port);
     pace.polled = true;
     pace.last_poll = now;

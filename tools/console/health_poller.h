@@ -1,6 +1,6 @@
 // Keeps the cards current between actions: fetches each camera's parameter
-// document once, makes the follow-up requests the fleet state asks for (a
-// document after a change, after a reboot, ...), and asks every camera for
+// document once, makes the follow-up requests the follow-up policy asks for
+// (follow_up_policy.h: a document after a change, after a reboot, ...), and asks every camera for
 // its health at a steady pace, spread over the period. A camera whose
 // last poll is still unanswered (asleep after a reboot, or silent) gets no
 // new one, so nothing piles up in the handler's queues.
@@ -14,13 +14,13 @@
 #include <string>
 #include <thread>
 
-#include "tools/console/fleet_state.h"
+#include "tools/console/fleet_store.h"
 
 namespace osconsole {
 
 class HealthPoller {
 public:
-    HealthPoller(FleetState& state, std::chrono::milliseconds period);
+    HealthPoller(FleetStore& store, std::chrono::milliseconds period);
     ~HealthPoller();
     HealthPoller(const HealthPoller&) = delete;
     HealthPoller& operator=(const HealthPoller&) = delete;
@@ -38,7 +38,7 @@ private:
     void run();
     void visit(const PollView& camera, std::size_t index, std::size_t count);
 
-    FleetState& state_;
+    FleetStore& store_;
     const std::chrono::milliseconds period_;
     std::map<std::string, Pace> pace_;  // poller thread only
     std::mutex mutex_;

@@ -14,13 +14,13 @@
 #include <CLI/CLI.hpp>
 
 #include "IVeskOSCHandlerInst.h"
+#include "host/camera_address.h"
+#include "host/session.h"
 #include "tools/console/access_policy.h"
 #include "tools/console/console_server.h"
-#include "tools/console/fleet_state.h"
-#include "tools/console/handler_link.h"
+#include "tools/console/fleet_store.h"
 #include "tools/console/health_poller.h"
 #include "tools/console/screenshot_fetcher.h"
-#include "tools/oscctl/camera_address.h"
 #include "tools/oscctl/client_location.h"
 
 namespace {
@@ -65,22 +65,6 @@ ListenAddress parse_listen(const std::string& text) {
     return address;
 }
 
-// Cameras from discovery: "ip:port;" for every camera the handler knows.
-void add_listed(FleetState& state, const std::string& list) {
-    std::size_t at = 0;
-    while (at < list.size()) {
-        const std::size_t end = std::min(list.find(';', at), list.size());
-        const std::string entry = list.substr(at, end - at);
-        at = end + 1;
-        if (entry.empty()) continue;
-        try {
-            const auto camera = oscctl::parse_camera_address(entry);
-            state.add_camera({camera.ip, camera.port});
-        } catch (const std::exception&) {
-        }
-    }
-}
-
 std::string browser_address(const ListenAddress& listen, int port, const AccessPolicy& policy) {
     const bool any = listen.host == "0.0.0.0" || listen.host == "::";
     std::string address = "http://" + (any ? std::string("127.0.0.1") : listen.host) + ":" +
@@ -106,35 +90,36 @@ int run(const Options& options, const char* argv0) {
                      lib_dir.c_str());
         return 1;
     }
-    std::vector<CameraKey> cameras;
-    for (const std::string& text : options.cameras) {
-        const auto camera = oscctl::parse_camera_address(text);
-        cameras.push_back({camera.ip, camera.port});
-    }
+    std::vector<oschost::CameraAddress> cameras;
+    for (const std::string& text : options.cameras)
+        cameras.push_back(oschost::parse_camera_address(text));
 
-    FleetState state;
+    FleetStore store;
     const AccessPolicy policy(listen.host);
-    ScreenshotFetcher fetcher(state);
-    HandlerHooks hooks;
-    hooks.screenshot_ready = [&fetcher](const std::string& ip, const std::string& address) {
-        fetcher.request(ip, address);
-    };
-    hooks.device_list = [&state](const std::string& list) { add_listed(state, list); };
-    hooks.echo_log = options.verbose;
-    HandlerLink link(lib_dir, state, hooks);
-    for (const CameraKey& camera : cameras)
-        if (!state.add_camera(camera))
-            std::fprintf(stderr, "osc-console: %s left out (listed twice, or more than 99)\n",
-                         camera.ip.c_str());
+    ScreenshotFetcher fetcher(store);
+    // Destroyed before the store and the fetcher: no callback runs after it.
+    oschost::Session session(lib_dir, options.verbose);
+    session.subscribe([&store](const oschost::Event& event) { store.on_event(event); });
+    session.subscribe([&store, &fetcher](const oschost::Event& event) {
+        if (const auto* shot = std::get_if<oschost::CommandResult>(&event);
+            shot && shot->ok && shot->command == "TakeScreenShot")
+            fetcher.request(shot->ip, shot->message);
+        if (const auto* found = std::get_if<oschost::DeviceList>(&event))
+            for (const auto& camera : found->cameras) store.add_camera(camera);
+    });
+    for (const auto& camera : cameras)
+        if (!store.add_camera(camera))
+            std::fprintf(stderr, "osc-console: %s left out (listed twice, or more than %d)\n",
+                         camera.ip.c_str(), osc_texts::kMaxCameras);
     if (options.discover) ScanSupportDevices();
-    HealthPoller poller(state, std::chrono::milliseconds(options.poll_ms));
-    ConsoleServer server(state, policy);
+    HealthPoller poller(store, std::chrono::milliseconds(options.poll_ms));
+    ConsoleServer server(store, policy);
     const int port = server.start(listen.host, listen.port);
     if (port < 0) {
         std::fprintf(stderr, "osc-console: cannot listen on %s\n", options.listen.c_str());
         return 1;
     }
-    std::cout << "osc-console: " << state.size() << " cameras, open "
+    std::cout << "osc-console: " << store.size() << " cameras, open "
               << browser_address(listen, port, policy) << std::endl;
     if (policy.needs_token())
         std::cout << "osc-console: access token " << policy.token() << std::endl;
@@ -146,13 +131,6 @@ int run(const Options& options, const char* argv0) {
     server.stop();
     poller.stop();
     fetcher.stop();
-    if (state.any_reboot_pending()) {
-        // The handler would hold Destroy until its pause after the reboot ends
-        // (up to 40 s); nothing is left to wait for.
-        link.release();
-        std::fflush(nullptr);
-        std::_Exit(0);
-    }
     return 0;
 }
 
@@ -168,7 +146,9 @@ int main(int argc, char** argv) {
     Options options;
     app.add_option("--listen", options.listen, "HOST:PORT to serve the page on (port 0 picks one)")
         ->capture_default_str();
-    app.add_option("--cameras", options.cameras, "cameras as IP[:PORT] (port 8080 by default)")
+    app.add_option("--cameras", options.cameras,
+                   "cameras as IP[:PORT] (port " + std::to_string(osc_texts::kDefaultHttpPort) +
+                       " by default)")
         ->delimiter(',');
     app.add_flag("--discover", options.discover, "also add the cameras discovery finds");
     app.add_option("--lib-dir", options.lib_dir, "directory of libVesk_OSC.dylib");

@@ -20,8 +20,8 @@ std::string path_of(const std::string& address) {
 
 }  // namespace
 
-ScreenshotFetcher::ScreenshotFetcher(FleetState& state)
-    : state_(state), thread_([this] { run(); }) {}
+ScreenshotFetcher::ScreenshotFetcher(FleetStore& store)
+    : store_(store), thread_([this] { run(); }) {}
 
 ScreenshotFetcher::~ScreenshotFetcher() {
     stop();
@@ -63,10 +63,10 @@ void ScreenshotFetcher::run() {
 // from the camera's own address and port (the answer names no port), never
 // from another host.
 void ScreenshotFetcher::fetch(const std::string& ip, const std::string& address) {
-    const auto port = state_.port_of(ip);
+    const auto camera = store_.address_of(ip);
     const std::string path = path_of(address);
-    if (!port || path.empty()) return;
-    httplib::Client client(ip, *port);
+    if (!camera || path.empty()) return;
+    httplib::Client client(camera->ip, camera->port);
     client.set_connection_timeout(2);
     client.set_read_timeout(10);
     // The client library's credentials, for cameras that ask for Digest.
@@ -81,10 +81,10 @@ void ScreenshotFetcher::fetch(const std::string& ip, const std::string& address)
         return true;
     });
     if (!response || response->status != 200) {
-        state_.note_failure(ip, "TakeScreenShot", "cannot download " + address);
+        store_.apply(ip, ScreenshotFailed{"cannot download " + address});
         return;
     }
-    state_.set_screenshot(ip, std::move(body));
+    store_.apply(ip, ScreenshotStored{std::make_shared<const std::string>(std::move(body))});
 }
 
 }  // namespace osconsole

@@ -9,13 +9,13 @@
 #include <string>
 #include <thread>
 
-#include "tools/console/fleet_state.h"
+#include "tools/console/fleet_store.h"
 
 namespace osconsole {
 
 class ScreenshotFetcher {
 public:
-    explicit ScreenshotFetcher(FleetState& state);
+    explicit ScreenshotFetcher(FleetStore& store);
     ~ScreenshotFetcher();
     ScreenshotFetcher(const ScreenshotFetcher&) = delete;
     ScreenshotFetcher& operator=(const ScreenshotFetcher&) = delete;
@@ -28,7 +28,7 @@ private:
     void run();
     void fetch(const std::string& ip, const std::string& address);
 
-    FleetState& state_;
+    FleetStore& store_;
     std::mutex mutex_;
     std::condition_variable wake_;
     std::map<std::string, std::string> pending_;  // ip -> address

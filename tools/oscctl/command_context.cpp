@@ -1,62 +1,80 @@
 #include "tools/oscctl/command_context.h"
 
-#include <fmt/format.h>
+#include <cstdio>
 
-#include "IVeskOSCHandlerInst.h"
+#include <fmt/format.h>
 
 namespace oscctl {
 
 namespace {
 
-bool is_failure(const Event& event) {
-    const std::string kind = event.value("event", "");
-    if (kind == "unhandled") return true;
-    if (kind == "result") return !event.value("ok", true);
-    if (kind == "reboot") return !event.value("state", true);
-    return false;
-}
-
-bool for_camera(const CameraAddress& camera, const Event& event) {
-    return event.value("ip", "") == camera.ip;
-}
-
 // The client library gives up on a request after the same limit; waiting a
 // little longer lets its failure, which names the cause, arrive first.
 constexpr std::chrono::milliseconds kClientGrace{500};
 
-// Any answer of the camera shows it is working on the command.
-EventMatch answer_from(const CameraAddress& camera) {
-    return [camera](const Event& e) { return for_camera(camera, e); };
+// The words of a request that never reached the camera, with its cause.
+CommandFailure no_answer(const CameraAddress& camera, const std::string& reason,
+                         const std::string& cause) {
+    if (cause.empty())
+        return {fmt::format("camera {} does not answer ({})", camera.text(), reason),
+                kExitNoAnswer};
+    if (cause.rfind("HTTP ", 0) == 0)
+        return {fmt::format("camera {} answers with {}", camera.text(), cause), kExitNoAnswer};
+    return {fmt::format("camera {} does not answer: {}", camera.text(), cause), kExitNoAnswer};
+}
+
+// A refusal, named by the operation or, for requests the host did not call
+// itself, by the camera-side request.
+CommandFailure refused(const CameraAddress& camera, const std::string& command,
+                       const std::string& message,
+                       const std::optional<oschost::RequestFailure>& failure) {
+    if (failure && failure->no_answer()) return no_answer(camera, message, failure->cause);
+    if (message == osc_texts::kRequestException) return no_answer(camera, message, "");
+    if (!command.empty())
+        return {fmt::format("camera {}: {} failed: {}", camera.text(), command, message)};
+    if (failure && !failure->request.empty())
+        return {fmt::format("camera {}: {} refused: {}", camera.text(), failure->request, message)};
+    return {fmt::format("camera {} refused: {}", camera.text(), message)};
 }
 
 }  // namespace
 
-void throw_if_failure(const CameraAddress& camera, const Event& event) {
-    if (!is_failure(event)) return;
-    if (event.value("event", "") == "unhandled") {
-        // The handler dropped the answer; the callback we wait for never comes.
-        const std::string what = event.value("message", "");
-        throw CommandFailure(fmt::format("camera {} sent an answer the handler cannot use{}",
-                                         camera.text(), what.empty() ? "" : " (" + what + ")"));
+CommandFailure failure_of(const CameraAddress& camera, const Event& failure) {
+    if (const auto* unusable = std::get_if<oschost::AnswerUnusable>(&failure)) {
+        // The handler dropped the answer; the callback waited for never comes.
+        const std::string& what = unusable->what;
+        return {fmt::format("camera {} sent an answer the handler cannot use{}", camera.text(),
+                            what.empty() ? "" : " (" + what + ")")};
     }
-    const std::string message = event.value("message", "reboot failed");
-    // The client library's words for a camera it could not use at all; the
-    // cause beside them says why.
-    if (message == "Request exception") {
-        const std::string cause = event.value("cause", "");
-        std::string text;
-        if (cause.empty())
-            text = fmt::format("camera {} does not answer ({})", camera.text(), message);
-        else if (cause.rfind("HTTP ", 0) == 0)
-            text = fmt::format("camera {} answers with {}", camera.text(), cause);
-        else
-            text = fmt::format("camera {} does not answer: {}", camera.text(), cause);
-        throw CommandFailure(text, kExitNoAnswer);
+    if (const auto* reboot = std::get_if<oschost::RebootState>(&failure)) {
+        const std::string reason = reboot->failure ? reboot->failure->reason : "refused";
+        return refused(camera, "RebootCamera", reason, reboot->failure);
     }
-    const std::string command = event.value("command", "");
-    if (command.empty())
-        throw CommandFailure(fmt::format("camera {} refused: {}", camera.text(), message));
-    throw CommandFailure(fmt::format("camera {}: {} failed: {}", camera.text(), command, message));
+    const auto& result = std::get<oschost::CommandResult>(failure);
+    return refused(camera, result.command, result.message, result.failure);
+}
+
+Event CommandContext::await(const std::function<oschost::Awaited(oschost::CameraWait&)>& how,
+                            const std::string& waiting_for) {
+    oschost::CameraWait waiting(events, camera.ip, timeout + kClientGrace, cursor);
+    const oschost::Awaited awaited = how(waiting);
+    cursor = waiting.cursor();
+    if (awaited.end == oschost::WaitEnd::Silent) fail_no_answer(waiting_for);
+    if (awaited.end == oschost::WaitEnd::Failed) throw failure_of(camera, *awaited.event);
+    return *awaited.event;
+}
+
+oschost::CommandResult CommandContext::await_result(const std::string& command) {
+    return std::get<oschost::CommandResult>(
+        await([&](oschost::CameraWait& w) { return w.result(command); }, command));
+}
+
+oschost::ParamsReport CommandContext::await_params() {
+    return await_event<oschost::ParamsReport>("with its parameters");
+}
+
+void CommandContext::await_answer(const std::string& request, const std::string& waiting_for) {
+    await([&](oschost::CameraWait& w) { return w.answer_to(request); }, waiting_for);
 }
 
 void CommandContext::report_done(const std::string& what) {
@@ -67,54 +85,14 @@ void CommandContext::report_done(const std::string& what) {
     }
 }
 
+void CommandContext::warn(const CommandFailure& failure) const {
+    std::fprintf(stderr, "oscctl: %s\n", failure.what());
+}
+
 void CommandContext::fail_no_answer(const std::string& waiting_for) const {
     throw CommandFailure(fmt::format("camera {} did not answer {} within {} s", camera.text(),
                                      waiting_for, timeout.count() / 1000.0),
                          kExitNoAnswer);
-}
-
-Event CommandContext::await_event(const std::string& kind, const std::string& waiting_for) {
-    auto event = events.wait_for(
-        cursor,
-        [&](const Event& e) {
-            return for_camera(camera, e) && (e.value("event", "") == kind || is_failure(e));
-        },
-        timeout + kClientGrace, answer_from(camera));
-    if (!event) fail_no_answer(waiting_for);
-    throw_if_failure(camera, *event);
-    return *event;
-}
-
-Event CommandContext::await_result(const std::string& command) {
-    auto event = events.wait_for(
-        cursor,
-        [&](const Event& e) {
-            if (!for_camera(camera, e)) return false;
-            if (is_failure(e)) return true;
-            return e.value("event", "") == "result" && e.value("command", "") == command;
-        },
-        timeout + kClientGrace, answer_from(camera));
-    if (!event) fail_no_answer(command);
-    throw_if_failure(camera, *event);
-    return *event;
-}
-
-Event CommandContext::await_params() {
-    return await_event("params", "with its parameters");
-}
-
-void CommandContext::await_queue_drained(const std::string& command) {
-    GetMode(camera.ip.c_str(), camera.port);
-    auto event = events.wait_for(
-        cursor,
-        [&](const Event& e) {
-            if (!for_camera(camera, e)) return false;
-            if (is_failure(e)) return true;
-            return e.value("event", "") == "result" && e.value("command", "") == "GetMode";
-        },
-        timeout + kClientGrace, answer_from(camera));
-    if (!event) fail_no_answer(command);
-    throw_if_failure(camera, *event);
 }
 
 }  // namespace oscctl

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
+#include "host/settings_table.h"
+
 namespace oscctl {
 
 namespace {
@@ -17,6 +21,12 @@ struct CommandEntry {
 };
 
 const CLI::IsMember kSwitch({"on", "off"});
+
+std::vector<std::string> setting_names() {
+    std::vector<std::string> names;
+    for (const oschost::Setting& setting : oschost::settings()) names.push_back(setting.name);
+    return names;
+}
 
 const std::vector<CommandEntry>& command_entries() {
     static const std::vector<CommandEntry> specs{
@@ -38,15 +48,16 @@ const std::vector<CommandEntry>& command_entries() {
          [](CLI::App& c, Arguments& a) {
              c.add_option("setting", a.setting, "what to change")
                  ->required()
-                 ->check(CLI::IsMember({"brightness", "contrast", "saturation", "sharpness", "awb",
-                                        "autoawb", "antiflicker", "wdr", "hdr", "tiltshift",
-                                        "bitrate"}));
+                 ->check(CLI::IsMember(setting_names()));
              c.add_option("value", a.value, "the new value, within the camera's range")->required();
          },
          true},
         {"mode", "show or change the stream mode (0..3)", run_mode,
          [](CLI::App& c, Arguments& a) {
-             c.add_option("mode", a.mode, "0..3; left out: show the mode")->check(CLI::Range(0, 3));
+             const oschost::Range modes = *oschost::find_setting("mode")->fixed;
+             c.add_option("mode", a.mode,
+                          fmt::format("{}..{}; left out: show the mode", modes.min, modes.max))
+                 ->check(CLI::Range(modes.min, modes.max));
          },
          true},
         {"stream", "start the camera's stream", run_stream,
@@ -181,7 +192,8 @@ void define_commands(CLI::App& app, Invocation& invocation) {
         if (entry.needs_camera) {
             command
                 ->add_option("camera", invocation.args.camera,
-                             "IP or IP:PORT (port 8080); several separated by commas")
+                             fmt::format("IP or IP:PORT (port {}); several separated by commas",
+                                         osc_texts::kDefaultHttpPort))
                 ->required();
             // Taken out of the command line before parsing (see
             // move_fleet_flag); declared for the help text.
@@ -192,7 +204,6 @@ void define_commands(CLI::App& app, Invocation& invocation) {
         command->callback([&invocation, &entry] {
             invocation.run = entry.run;
             invocation.needs_camera = entry.needs_camera;
-            invocation.skip_teardown = std::string(entry.name) == "reboot";
         });
     }
 }

@@ -27,8 +27,6 @@ struct Invocation {
     Arguments args;
     CommandRun run;
     bool needs_camera = true;
-    // Ends the process without waiting for the handler's workers (reboot).
-    bool skip_teardown = false;
 };
 
 // Adds every subcommand to `app`; after app.parse, `invocation` holds the choice.

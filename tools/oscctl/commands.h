@@ -76,7 +76,7 @@ int run_scan(CommandContext& ctx, const Arguments& args);
 int run_watch(CommandContext& ctx, const Arguments& args);
 // The cameras the handler finds within `seconds` (sooner when every camera of
 // a static list has answered), sorted by address.
-std::vector<std::string> find_cameras(CommandContext& ctx, double seconds);
+std::vector<CameraAddress> find_cameras(CommandContext& ctx, double seconds);
 
 // "on"/"off" to bool; throws CommandFailure otherwise.
 bool parse_switch(const std::string& text);

@@ -13,13 +13,8 @@ namespace oscctl {
 
 namespace {
 
-bool is_update_end(const Event& event) {
-    return event.value("event", "") == "fw_progress" &&
-           event.value("text", "").find("[FW update end]") != std::string::npos;
-}
-
 // The camera's progress text without the update script's marker; a bare
-// marker ("[FW update end]") stands for itself.
+// marker (the update's last line) stands for itself.
 std::string stage_text(const std::string& text) {
     if (text.rfind('[', 0) != 0) return text;
     const auto close = text.find(']');
@@ -54,7 +49,7 @@ int run_update(CommandContext& ctx, const Arguments& args) {
         // The handler picks the AST1230 update script by the camera's model,
         // which a fresh run learns from the parameters only.
         GetCameraSettings(ip, port, false);
-        const auto params = nlohmann::json::parse(ctx.await_params().value("json", "{}"));
+        const auto params = nlohmann::json::parse(ctx.await_params().document);
         const std::string model = params.value("model", "");
         if (model != "Q07261" && model != "Q06127" && model != "Q04932")
             throw CommandFailure(fmt::format(
@@ -75,43 +70,44 @@ int run_update(CommandContext& ctx, const Arguments& args) {
     ProgressBar bar(!ctx.out.json() && !ctx.out.collected());
     int percent = 0;
     // An update reports all along; the timeout counts silence, not duration.
-    auto last = ctx.events.wait_while_active(
+    const auto last = ctx.events.wait_while_active(
         ctx.cursor,
         [&](const Event& e) {
-            if (e.value("ip", "") != ctx.camera.ip) return false;
-            return is_update_end(e) || (e.value("event", "") == "result" && !e.value("ok", true));
+            if (oschost::camera_of(e) != ctx.camera.ip) return false;
+            const auto* progress = std::get_if<oschost::FirmwareProgress>(&e);
+            const auto* result = std::get_if<oschost::CommandResult>(&e);
+            return (progress && progress->finished) || (result && !result->ok);
         },
         ctx.timeout,
         [&](const Event& e) {
-            if (e.value("ip", "") != ctx.camera.ip) return;
-            const std::string kind = e.value("event", "");
-            if (kind == "fw_upload") {
-                bar.update(percent, e.value("image", false) ? "firmware image uploaded"
-                                                            : "update script uploaded");
-            } else if (kind == "fw_progress") {
-                percent = e.value("value", 0);
-                bar.update(percent, stage_text(e.value("text", "")));
+            if (oschost::camera_of(e) != ctx.camera.ip) return;
+            if (const auto* upload = std::get_if<oschost::FirmwareUpload>(&e)) {
+                bar.update(percent,
+                           upload->image ? "firmware image uploaded" : "update script uploaded");
+            } else if (const auto* progress = std::get_if<oschost::FirmwareProgress>(&e)) {
+                percent = progress->percent;
+                bar.update(percent, stage_text(progress->text));
+            } else {
+                return;
             }
-            if (ctx.out.json() && (kind == "fw_upload" || kind == "fw_progress"))
-                ctx.out.document(e);
+            if (ctx.out.json()) ctx.out.document(*event_json(e));
         });
     bar.finish();
     if (!last) ctx.fail_no_answer("during " + operation);
-    if (last->value("event", "") == "result")
-        throw CommandFailure(fmt::format("camera {}: {} failed: {}", ctx.camera.text(), operation,
-                                         last->value("message", "")));
+    if (const auto* result = std::get_if<oschost::CommandResult>(&*last))
+        throw CommandFailure(
+            fmt::format("camera {}: {} failed: {}", ctx.camera.text(), operation, result->message));
     ctx.out.line(fmt::format("{}: {} finished", ctx.camera.text(), operation));
     return 0;
 }
 
 int run_progress(CommandContext& ctx, const Arguments&) {
     GetUpdateProgress(ctx.camera.ip.c_str(), ctx.camera.port);
-    const Event event = ctx.await_event("fw_progress", "with its update progress");
+    const auto progress = ctx.await_event<oschost::FirmwareProgress>("with its update progress");
     if (ctx.out.json()) {
-        ctx.out.document(event);
+        ctx.out.document(*event_json(progress));
     } else {
-        ctx.out.line(fmt::format("{}: {}% {}", ctx.camera.text(), event.value("value", 0),
-                                 event.value("text", "")));
+        ctx.out.line(fmt::format("{}: {}% {}", ctx.camera.text(), progress.percent, progress.text));
     }
     return 0;
 }

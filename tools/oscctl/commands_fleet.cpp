@@ -7,9 +7,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <set>
-#include <sstream>
-#include <stdexcept>
 #include <thread>
 #include <tuple>
 
@@ -28,40 +25,15 @@ void on_interrupt(int) {
     g_interrupted = true;
 }
 
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::istringstream in(text);
-    std::string part;
-    while (std::getline(in, part, separator))
-        if (!part.empty()) parts.push_back(part);
-    return parts;
-}
-
-// The entries of OSC_STATIC_CAMERAS the client library will probe; warns
-// about the others, which it skips without a word.
-std::vector<std::string> static_cameras() {
+// The cameras of OSC_STATIC_CAMERAS the client library will probe; warns
+// about the others, which it skips without a word (one parser for both).
+std::size_t static_cameras() {
     const char* listed = std::getenv("OSC_STATIC_CAMERAS");
-    std::vector<std::string> valid;
-    for (std::string entry : split(listed ? listed : "", ',')) {
-        const auto first = entry.find_first_not_of(" \t");
-        if (first == std::string::npos) continue;
-        entry = entry.substr(first, entry.find_last_not_of(" \t") - first + 1);
-        std::string problem;
-        try {
-            const CameraAddress camera = parse_camera_address(entry);
-            in_addr address{};
-            if (::inet_pton(AF_INET, camera.ip.c_str(), &address) != 1)
-                problem = "not an IPv4 address";
-        } catch (const std::invalid_argument& error) {
-            problem = error.what();
-        }
-        if (problem.empty())
-            valid.push_back(entry);
-        else
-            std::fprintf(stderr, "oscctl: OSC_STATIC_CAMERAS: skipping '%s' (%s)\n", entry.c_str(),
-                         problem.c_str());
-    }
-    return valid;
+    const oschost::CameraList list = oschost::parse_camera_list(listed ? listed : "");
+    for (const auto& [entry, problem] : list.skipped)
+        std::fprintf(stderr, "oscctl: OSC_STATIC_CAMERAS: skipping '%s' (%s)\n", entry.c_str(),
+                     problem.c_str());
+    return list.cameras.size();
 }
 
 // With discovery limited to the static list, the scan is complete once every
@@ -72,25 +44,13 @@ std::size_t expected_cameras(std::size_t listed) {
     return listed;
 }
 
-// Sorts addresses by their numbers (127.0.0.2 before 127.0.0.10), then port.
-std::tuple<unsigned, unsigned, unsigned, unsigned, int, std::string> address_order(
-    const std::string& text) {
-    unsigned a = 0, b = 0, c = 0, d = 0;
-    int port = 0;
-    if (std::sscanf(text.c_str(), "%u.%u.%u.%u:%d", &a, &b, &c, &d, &port) < 4)
-        return {~0u, 0, 0, 0, 0, text};
-    return {a, b, c, d, port, text};
-}
-
-// A callback as one JSON line, the parameter document embedded as an object;
-// the answers oscctl only counts for its waiting are left out.
-void print_watched(Output& out, Event event) {
-    if (event.value("event", "") == "answer") return;
-    if (event.value("event", "") == "params") {
-        auto document = nlohmann::json::parse(event.value("json", ""), nullptr, false);
-        if (!document.is_discarded()) event["json"] = std::move(document);
-    }
-    out.document(event);
+// Addresses by their numbers (127.0.0.2 before 127.0.0.10), then port.
+bool address_order(const CameraAddress& a, const CameraAddress& b) {
+    in_addr first{}, second{};
+    ::inet_pton(AF_INET, a.ip.c_str(), &first);
+    ::inet_pton(AF_INET, b.ip.c_str(), &second);
+    return std::make_tuple(ntohl(first.s_addr), a.port) <
+           std::make_tuple(ntohl(second.s_addr), b.port);
 }
 
 }  // namespace
@@ -110,10 +70,10 @@ double default_scan_seconds() {
     return *end == '\0' ? static_cast<double>(std::clamp(seconds, 1L, 60L)) : 5;
 }
 
-std::vector<std::string> find_cameras(CommandContext& ctx, double seconds) {
-    const std::size_t expected = expected_cameras(static_cameras().size());
+std::vector<CameraAddress> find_cameras(CommandContext& ctx, double seconds) {
+    const std::size_t expected = expected_cameras(static_cameras());
     ScanSupportDevices();
-    std::vector<std::string> cameras;
+    std::vector<CameraAddress> cameras;
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::milliseconds(static_cast<int>(seconds * 1000));
     while (expected == 0 || cameras.size() < expected) {
@@ -121,18 +81,19 @@ std::vector<std::string> find_cameras(CommandContext& ctx, double seconds) {
             deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) break;
         auto event = ctx.events.wait_for(
-            ctx.cursor, [](const Event& e) { return e.value("event", "") == "devices"; }, left);
+            ctx.cursor,
+            [](const Event& e) { return std::holds_alternative<oschost::DeviceList>(e); }, left);
         if (!event) break;
-        cameras = split(event->value("list", ""), ';');
+        cameras = std::get<oschost::DeviceList>(*event).cameras;
     }
-    std::sort(cameras.begin(), cameras.end(), [](const std::string& a, const std::string& b) {
-        return address_order(a) < address_order(b);
-    });
+    std::sort(cameras.begin(), cameras.end(), address_order);
     return cameras;
 }
 
 int run_scan(CommandContext& ctx, const Arguments& args) {
-    const std::vector<std::string> cameras = find_cameras(ctx, args.scan_seconds);
+    std::vector<std::string> cameras;
+    for (const CameraAddress& camera : find_cameras(ctx, args.scan_seconds))
+        cameras.push_back(camera.text());
     if (ctx.out.json()) {
         ctx.out.document(nlohmann::json(cameras));
     } else {
@@ -154,7 +115,7 @@ int run_watch(CommandContext& ctx, const Arguments& args) {
     std::signal(SIGTERM, on_interrupt);
     ScanSupportDevices();
     for (const auto& text : args.cameras) {
-        const CameraAddress camera = parse_camera_address(text);
+        const CameraAddress camera = oschost::parse_camera_address(text);
         GetCameraSettings(camera.ip.c_str(), camera.port, false);
         GetCameraHealthAndUsage(camera.ip.c_str(), camera.port);
     }
@@ -164,12 +125,13 @@ int run_watch(CommandContext& ctx, const Arguments& args) {
     while (!g_interrupted &&
            (args.duration <= 0 || std::chrono::steady_clock::now() - started < limit)) {
         for (const Event& event : ctx.events.since(shown)) {
-            print_watched(ctx.out, event);
+            if (const auto line = event_json(event)) ctx.out.document(*line);
             ++shown;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    for (const Event& event : ctx.events.since(shown)) print_watched(ctx.out, event);
+    for (const Event& event : ctx.events.since(shown))
+        if (const auto line = event_json(event)) ctx.out.document(*line);
     return 0;
 }
 

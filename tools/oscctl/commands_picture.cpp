@@ -1,12 +1,12 @@
 // settings, get, set, mode, stream, preview, flip, roi.
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <sstream>
 
 #include <fmt/format.h>
 
 #include "IVeskOSCHandlerInst.h"
+#include "host/settings_table.h"
 #include "tools/oscctl/commands.h"
 #include "tools/oscctl/roi_layout.h"
 #include "tools/oscctl/roi_svg.h"
@@ -15,34 +15,9 @@ namespace oscctl {
 
 namespace {
 
-using Setter = void (*)(const char*, int, int);
-
-struct SettingCommand {
-    Setter setter;
-    const char* confirmed_as;  // result name, empty when the handler sends none
-};
-
-const std::map<std::string, SettingCommand>& setting_commands() {
-    static const std::map<std::string, SettingCommand> table{
-        {"brightness", {SetBrightness, "SetBrightness"}},
-        {"contrast", {SetContrast, "SetContrast"}},
-        {"saturation", {SetSaturation, "SetSaturation"}},
-        {"sharpness", {SetSharpness, "SetSharpness"}},
-        {"awb", {SetAWB, "SetAWB"}},
-        {"autoawb", {SetAutoAWB, "SetAutoAWB"}},
-        {"antiflicker", {SetAntiFlicker, "SetAntiFlicker"}},
-        {"wdr", {SetWDRValue, "SetWDRValue"}},
-        {"hdr", {SetHDRValue, "SetHDRValue"}},
-        {"tiltshift", {SetTiltShift, "SetTiltShift"}},
-        {"bitrate", {SetBitrate, ""}},
-    };
-    return table;
-}
-
 nlohmann::json fetch_params(CommandContext& ctx, bool force) {
     GetCameraSettings(ctx.camera.ip.c_str(), ctx.camera.port, force);
-    const Event event = ctx.await_params();
-    return nlohmann::json::parse(event.value("json", "{}"));
+    return nlohmann::json::parse(ctx.await_params().document);
 }
 
 void print_params(CommandContext& ctx, const std::string& text) {
@@ -60,7 +35,7 @@ void print_params(CommandContext& ctx, const std::string& text) {
 // The mode the camera is in now, via the handler's own query.
 int current_mode(CommandContext& ctx) {
     GetMode(ctx.camera.ip.c_str(), ctx.camera.port);
-    return std::stoi(ctx.await_result("GetMode").value("message", "0"));
+    return std::stoi(ctx.await_result("GetMode").message);
 }
 
 std::string read_file(const std::string& path) {
@@ -73,7 +48,7 @@ std::string read_file(const std::string& path) {
 
 int run_settings(CommandContext& ctx, const Arguments& args) {
     GetCameraSettings(ctx.camera.ip.c_str(), ctx.camera.port, args.force);
-    print_params(ctx, ctx.await_params().value("json", "{}"));
+    print_params(ctx, ctx.await_params().document);
     return 0;
 }
 
@@ -81,49 +56,45 @@ int run_get(CommandContext& ctx, const Arguments&) {
     // A fresh process has an empty cache: fill it once, then report from it.
     fetch_params(ctx, false);
     GetCameraParams(ctx.camera.ip.c_str());
-    print_params(ctx, ctx.await_params().value("json", "{}"));
+    print_params(ctx, ctx.await_params().document);
     return 0;
 }
 
-namespace {
-
-// Refuses a value outside the range the camera advertises for the setting;
-// settings without an advertised range are left to the camera to judge.
-void check_advertised_range(CommandContext& ctx, const std::string& setting, int value) {
-    const nlohmann::json params = fetch_params(ctx, false);
-    const auto min = params.find(setting + "_min");
-    const auto max = params.find(setting + "_max");
-    if (min == params.end() || max == params.end() || !min->is_number_integer() ||
-        !max->is_number_integer())
-        return;
-    if (value < min->get<int>() || value > max->get<int>())
-        throw CommandFailure(fmt::format("camera {}: {} {} is outside its range {}..{}",
-                                         ctx.camera.text(), setting, value, min->get<int>(),
-                                         max->get<int>()));
-}
-
-}  // namespace
-
+// A value outside the range the camera advertises (or the fixed one) is
+// refused before anything is sent; without a range the camera judges it.
 int run_set(CommandContext& ctx, const Arguments& args) {
-    auto it = setting_commands().find(args.setting);
-    if (it == setting_commands().end()) throw CommandFailure("unknown setting " + args.setting);
-    check_advertised_range(ctx, args.setting, args.value);
-    it->second.setter(ctx.camera.ip.c_str(), ctx.camera.port, args.value);
-    const std::string confirmed_as = it->second.confirmed_as;
-    if (confirmed_as.empty())
-        ctx.await_queue_drained(args.setting);
+    const oschost::Setting* setting = oschost::find_setting(args.setting);
+    if (!setting) throw CommandFailure("unknown setting " + args.setting);
+    const nlohmann::json document =
+        setting->advertised() ? fetch_params(ctx, false) : nlohmann::json::object();
+    const oschost::RangeCheck check = oschost::check_range(*setting, args.value, &document);
+    if (check.verdict == oschost::RangeVerdict::Outside)
+        throw CommandFailure(fmt::format("camera {}: {} {} is outside its range {}..{}",
+                                         ctx.camera.text(), args.setting, args.value,
+                                         check.range.min, check.range.max));
+    setting->set(ctx.camera.ip.c_str(), ctx.camera.port, args.value);
+    if (setting->confirmed)
+        ctx.await_result(setting->command);
     else
-        ctx.await_result(confirmed_as);
+        ctx.await_answer(setting->command, args.setting);
     ctx.report_done(fmt::format("{} = {}", args.setting, args.value));
     return 0;
 }
 
 int run_mode(CommandContext& ctx, const Arguments& args) {
+    int mode = args.mode;
     if (args.mode >= 0) {
         SetMode(ctx.camera.ip.c_str(), ctx.camera.port, args.mode);
         ctx.await_result("SetMode");
+        // The camera took the mode; reading it back only confirms it.
+        try {
+            mode = current_mode(ctx);
+        } catch (const CommandFailure& failure) {
+            ctx.warn(failure);
+        }
+    } else {
+        mode = current_mode(ctx);
     }
-    const int mode = current_mode(ctx);
     if (ctx.out.json())
         ctx.out.document(nlohmann::json{{"camera", ctx.camera.text()}, {"mode", mode}});
     else
@@ -192,7 +163,16 @@ int run_roi(CommandContext& ctx, const Arguments& args) {
         ctx.await_result("SetROI");
     }
     GetROI(ctx.camera.ip.c_str(), ctx.camera.port);
-    const std::string document = ctx.await_result("GetROI").value("message", "{}");
+    std::string document;
+    try {
+        document = ctx.await_result("GetROI").message;
+    } catch (const CommandFailure& failure) {
+        if (args.roi_file.empty()) throw;
+        // The camera took the layout; only reading it back failed.
+        ctx.warn(failure);
+        ctx.report_done("roi --set");
+        return 0;
+    }
     // The handler reports the layout under the camera's option name.
     const auto reported = nlohmann::json::parse(document);
     const nlohmann::json layout = reported.contains("_roi") ? reported["_roi"] : reported;

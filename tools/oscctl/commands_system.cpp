@@ -13,18 +13,18 @@ namespace oscctl {
 
 namespace {
 
-void print_health(CommandContext& ctx, const Event& event) {
+void print_health(CommandContext& ctx, const oschost::HealthReport& health) {
     if (ctx.out.json()) {
-        ctx.out.document(event);
+        ctx.out.document(*event_json(health));
         return;
     }
     ctx.out.raw(format_table({
         {"camera", ctx.camera.text()},
-        {"process", event.value("process_ok", false) ? "ok" : "FAILED"},
-        {"cpu", fmt::format("{:.1f} %", event.value("cpu_usage", 0.0))},
-        {"memory", fmt::format("{:.1f} %", event.value("memory_usage", 0.0))},
-        {"preview", event.value("in_preview", false) ? "running" : "stopped"},
-        {"mode", std::to_string(event.value("mode", 0))},
+        {"process", health.process_ok ? "ok" : "FAILED"},
+        {"cpu", fmt::format("{:.1f} %", health.cpu_usage)},
+        {"memory", fmt::format("{:.1f} %", health.memory_usage)},
+        {"preview", health.in_preview ? "running" : "stopped"},
+        {"mode", std::to_string(health.mode)},
     }));
 }
 
@@ -47,7 +47,7 @@ std::string download(const std::string& address) {
         host_start == std::string::npos ? host_start : address.find('/', host_start + 2);
     if (path_start == std::string::npos) throw CommandFailure("bad picture address " + address);
     const CameraAddress camera =
-        parse_camera_address(address.substr(host_start + 2, path_start - host_start - 2));
+        oschost::parse_camera_address(address.substr(host_start + 2, path_start - host_start - 2));
     httplib::Client client(camera.ip, camera.port);
     client.set_connection_timeout(2);
     client.set_read_timeout(10);
@@ -60,15 +60,18 @@ std::string download(const std::string& address) {
 
 int run_network(CommandContext& ctx, const Arguments& args) {
     const auto& words = args.network;
+    const char* request = nullptr;
     if (words.size() == 4 && words[0] == "static") {
         SetStaticIP(ctx.camera.ip.c_str(), ctx.camera.port, words[1].c_str(), words[2].c_str(),
                     words[3].c_str());
+        request = osc_texts::kQueuedSetStaticIp;
     } else if (words.size() == 1 && words[0] == "dhcp") {
         SetDHCP(ctx.camera.ip.c_str(), ctx.camera.port);
+        request = osc_texts::kQueuedSetDhcp;
     } else {
         throw CommandFailure("network takes 'static ADDRESS GATEWAY MASK' or 'dhcp'");
     }
-    ctx.await_queue_drained("the network change");
+    ctx.await_answer(request, "the network change");
     ctx.report_done("network " + words[0]);
     return 0;
 }
@@ -104,11 +107,11 @@ int run_gyro(CommandContext& ctx, const Arguments& args) {
         return 0;
     }
     GetGyroAndAccel(ctx.camera.ip.c_str(), ctx.camera.port);
-    const Event event = ctx.await_result("GetGyroAndAccel");
+    const oschost::CommandResult result = ctx.await_result("GetGyroAndAccel");
     if (ctx.out.json())
-        ctx.out.document(event);
+        ctx.out.document(*event_json(result));
     else
-        ctx.out.line(fmt::format("{}: {}", ctx.camera.text(), event.value("message", "")));
+        ctx.out.line(fmt::format("{}: {}", ctx.camera.text(), result.message));
     return 0;
 }
 
@@ -118,7 +121,7 @@ int run_health(CommandContext& ctx, const Arguments& args) {
     } else {
         GetCameraHealthAndUsage(ctx.camera.ip.c_str(), ctx.camera.port);
     }
-    print_health(ctx, ctx.await_event("health", "with its health"));
+    print_health(ctx, ctx.await_event<oschost::HealthReport>("with its health"));
     return 0;
 }
 
@@ -127,7 +130,7 @@ int run_version(CommandContext& ctx, const Arguments&) {
     GetCameraSettings(ctx.camera.ip.c_str(), ctx.camera.port, false);
     ctx.await_params();
     GetIMRXVersion(ctx.camera.ip.c_str(), ctx.camera.port);
-    const std::string document = ctx.await_result("GetIMRXVersion").value("message", "{}");
+    const std::string document = ctx.await_result("GetIMRXVersion").message;
     if (ctx.out.json()) {
         ctx.out.document(document);
         return 0;
@@ -140,14 +143,14 @@ int run_version(CommandContext& ctx, const Arguments&) {
 
 int run_save(CommandContext& ctx, const Arguments&) {
     SaveParam(ctx.camera.ip.c_str(), ctx.camera.port);
-    ctx.await_queue_drained("the save");
+    ctx.await_answer(osc_texts::kQueuedSaveParam, "the save");
     ctx.report_done("save");
     return 0;
 }
 
 int run_reboot(CommandContext& ctx, const Arguments& args) {
     RebootCamera(ctx.camera.ip.c_str(), ctx.camera.port);
-    ctx.await_event("reboot", "the reboot");
+    ctx.await_event<oschost::RebootState>("the reboot");
     if (!args.wait) {
         // The camera has taken the request; whether it comes back is not known yet.
         if (ctx.out.json())
@@ -176,8 +179,7 @@ std::string picture_file_name(const CameraAddress& camera, const std::string& ad
 
 int run_screenshot(CommandContext& ctx, const Arguments& args) {
     TakeScreenShot(ctx.camera.ip.c_str(), ctx.camera.port);
-    const std::string address =
-        with_port(ctx.camera, ctx.await_result("TakeScreenShot").value("message", ""));
+    const std::string address = with_port(ctx.camera, ctx.await_result("TakeScreenShot").message);
     std::string file = args.save_picture ? "." : args.output_file;
     if (file != "-" && !file.empty() && std::filesystem::is_directory(file))
         file = (std::filesystem::path(file) / picture_file_name(ctx.camera, address)).string();
@@ -204,8 +206,13 @@ int run_screenshot(CommandContext& ctx, const Arguments& args) {
 
 int run_remove(CommandContext& ctx, const Arguments&) {
     // Each oscctl run starts with an empty cache: contact the camera first so
-    // that there is an entry to remove.
-    ctx.await_queue_drained("the lookup");
+    // that there is an entry to remove. A refusal is an answer too.
+    GetMode(ctx.camera.ip.c_str(), ctx.camera.port);
+    try {
+        ctx.await_result("GetMode");
+    } catch (const CommandFailure& failure) {
+        if (failure.exit_code() == kExitNoAnswer) throw;
+    }
     const bool removed = RemoveCachedDevice(ctx.camera.ip.c_str());
     if (!removed) throw CommandFailure(ctx.camera.ip + " is not a known camera");
     ctx.report_done("remove");

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -51,20 +52,11 @@ nlohmann::json collected_documents(const std::string& output) {
 
 }  // namespace
 
-std::vector<CameraAddress> parse_camera_list(const std::string& text) {
-    std::vector<CameraAddress> cameras;
-    std::istringstream in(text);
-    std::string word;
-    while (std::getline(in, word, ',')) {
-        if (word.empty()) continue;
-        try {
-            cameras.push_back(parse_camera_address(word));
-        } catch (const std::invalid_argument& error) {
-            throw CommandFailure(error.what());
-        }
-    }
-    if (cameras.empty()) throw CommandFailure("no camera given");
-    return cameras;
+std::vector<CameraAddress> camera_arguments(const std::string& text) {
+    oschost::CameraList list = oschost::parse_camera_list(text);
+    if (!list.skipped.empty()) throw CommandFailure(list.skipped.front().second);
+    if (list.cameras.empty()) throw CommandFailure("no camera given");
+    return std::move(list.cameras);
 }
 
 int run_on_fleet(CommandContext& base, const std::vector<CameraAddress>& cameras,

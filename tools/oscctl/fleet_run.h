@@ -9,7 +9,7 @@
 namespace oscctl {
 
 // "IP[:PORT],IP[:PORT],..." as addresses; throws CommandFailure on a bad one.
-std::vector<CameraAddress> parse_camera_list(const std::string& text);
+std::vector<CameraAddress> camera_arguments(const std::string& text);
 
 // Runs `run` for every camera concurrently, each with its own place in the
 // event log and its own collected output; then prints each camera's output

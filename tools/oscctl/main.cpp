@@ -11,7 +11,6 @@
 #include "tools/oscctl/command_table.h"
 #include "tools/oscctl/completion.h"
 #include "tools/oscctl/fleet_run.h"
-#include "tools/oscctl/handler_session.h"
 
 namespace {
 
@@ -21,11 +20,10 @@ int run_on_cameras(oscctl::CommandContext& ctx, const oscctl::Invocation& invoca
     const std::string& text = invocation.args.camera;
     std::vector<CameraAddress> cameras;
     if (text == kAllCameras) {
-        for (const auto& found : find_cameras(ctx, default_scan_seconds()))
-            cameras.push_back(parse_camera_address(found));
+        cameras = find_cameras(ctx, default_scan_seconds());
         if (cameras.empty()) throw CommandFailure("--all: no camera found (see oscctl scan)");
     } else {
-        cameras = parse_camera_list(text);
+        cameras = camera_arguments(text);
     }
     if (cameras.size() == 1 && text != kAllCameras) {
         ctx.camera = cameras.front();
@@ -101,27 +99,19 @@ int main(int argc, char** argv) {
     // no news to an oscctl user.
     if (!options.verbose) ::setenv("AVAHI_COMPAT_NOWARN", "1", 0);
 
-    int status = 0;
-    {
-        HandlerSession session(lib_dir, options.verbose);
-        try {
-            CommandContext ctx{session.events(), out, timeout, {}};
-            status = invocation.needs_camera ? run_on_cameras(ctx, invocation)
-                                             : invocation.run(ctx, invocation.args);
-        } catch (const CommandFailure& failure) {
-            std::fprintf(stderr, "oscctl: %s\n", failure.what());
-            status = failure.exit_code();
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "oscctl: %s\n", error.what());
-            status = kExitFailed;
-        }
-        if (invocation.skip_teardown || status == kExitNoAnswer) {
-            // The handler holds a camera's worker for 40 s after a reboot and
-            // up to 5 s for a silent camera; a one-shot tool has nothing left
-            // to wait for.
-            std::fflush(nullptr);
-            std::_Exit(status);
-        }
+    // The log outlives the session, whose end (Destroy) stops every callback.
+    oschost::EventLog events;
+    oschost::Session session(lib_dir, options.verbose);
+    session.subscribe(events.recorder());
+    try {
+        CommandContext ctx{events, out, timeout, {}};
+        return invocation.needs_camera ? run_on_cameras(ctx, invocation)
+                                       : invocation.run(ctx, invocation.args);
+    } catch (const CommandFailure& failure) {
+        std::fprintf(stderr, "oscctl: %s\n", failure.what());
+        return failure.exit_code();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "oscctl: %s\n", error.what());
+        return kExitFailed;
     }
-    return status;
 }

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "host/settings_table.h"
+
 namespace oscctl {
 
 Output& Output::instance() {
@@ -98,17 +100,6 @@ std::string value_text(const nlohmann::json& value) {
     return value.dump();
 }
 
-struct Control {
-    const char* key;
-    const char* unit;
-};
-
-// The controls with a range, in the order a user reads them.
-constexpr Control kControls[] = {
-    {"brightness", ""}, {"contrast", ""}, {"saturation", ""},  {"sharpness", ""},
-    {"awb", "K"},       {"autoawb", ""},  {"antiflicker", ""},
-};
-
 struct Detail {
     const char* label;
     const char* key;
@@ -144,17 +135,82 @@ constexpr Detail kDetails[] = {
     {"authentication", "auth_enabled", ""},
 };
 
+// The failure's request and cause, for failures the host layer could name.
+void add_failure(nlohmann::json& doc, const std::optional<oschost::RequestFailure>& failure) {
+    if (!failure) return;
+    doc["request"] = failure->request;
+    if (!failure->cause.empty()) doc["cause"] = failure->cause;
+}
+
+nlohmann::json as_json(const oschost::DeviceList& e) {
+    std::string list;
+    for (const auto& camera : e.cameras) list += camera.text() + ";";
+    return {{"event", "devices"}, {"list", list}};
+}
+nlohmann::json as_json(const oschost::ParamsReport& e) {
+    auto document = nlohmann::json::parse(e.document, nullptr, false);
+    return {{"event", "params"},
+            {"ip", e.ip},
+            {"json", document.is_discarded() ? nlohmann::json(e.document) : document}};
+}
+nlohmann::json as_json(const oschost::CommandResult& e) {
+    nlohmann::json doc{{"event", "result"},
+                       {"ip", e.ip},
+                       {"command", e.command},
+                       {"ok", e.ok},
+                       {"message", e.message}};
+    add_failure(doc, e.failure);
+    return doc;
+}
+nlohmann::json as_json(const oschost::HealthReport& e) {
+    return {{"event", "health"},
+            {"ip", e.ip},
+            {"process_ok", e.process_ok},
+            {"cpu_usage", e.cpu_usage},
+            {"memory_usage", e.memory_usage},
+            {"in_preview", e.in_preview},
+            {"mode", e.mode}};
+}
+nlohmann::json as_json(const oschost::FirmwareUpload& e) {
+    return {{"event", "fw_upload"}, {"ip", e.ip}, {"image", e.image}};
+}
+nlohmann::json as_json(const oschost::FirmwareProgress& e) {
+    return {{"event", "fw_progress"}, {"ip", e.ip}, {"text", e.text}, {"value", e.percent}};
+}
+nlohmann::json as_json(const oschost::RebootState& e) {
+    nlohmann::json doc{{"event", "reboot"}, {"ip", e.ip}, {"state", e.accepted}};
+    add_failure(doc, e.failure);
+    return doc;
+}
+nlohmann::json as_json(const oschost::AnswerUnusable& e) {
+    return {{"event", "unhandled"}, {"ip", e.ip}, {"request", e.request}, {"message", e.what}};
+}
+
 }  // namespace
+
+std::optional<nlohmann::json> event_json(const oschost::Event& event) {
+    return std::visit(
+        [](const auto& e) -> std::optional<nlohmann::json> {
+            using Kind = std::decay_t<decltype(e)>;
+            if constexpr (std::is_same_v<Kind, oschost::RequestSent> ||
+                          std::is_same_v<Kind, oschost::RequestAnswered> ||
+                          std::is_same_v<Kind, oschost::LogLine>)
+                return std::nullopt;
+            else
+                return as_json(e);
+        },
+        event);
+}
 
 std::vector<Row> settings_rows(const nlohmann::json& params) {
     std::vector<Row> rows{{"setting", "min", "max", "current", "unit"}};
-    for (const Control& control : kControls) {
-        const std::string base = control.key;
-        auto cell = [&](const char* suffix) {
-            auto it = params.find(base + suffix);
-            return it == params.end() ? std::string("-") : value_text(*it);
-        };
-        rows.push_back({control.key, cell("_min"), cell("_max"), cell("_current"), control.unit});
+    auto cell = [&](const char* member) {
+        auto it = params.find(member);
+        return it == params.end() ? std::string("-") : value_text(*it);
+    };
+    for (const oschost::Setting& s : oschost::settings()) {
+        if (!s.advertised()) continue;
+        rows.push_back({s.name, cell(s.min_member), cell(s.max_member), cell(s.member), s.unit});
     }
     return rows;
 }

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "host/events.h"
 
 namespace oscctl {
 
@@ -51,7 +54,11 @@ using Row = std::vector<std::string>;
 // Columns padded to their widest cell; the first row is the header.
 std::string format_table(const std::vector<Row>& rows);
 
-// The picture controls of a parameter document as rows: name, min, max,
+// A callback of the handler as one JSON object {"event": KIND, "ip": ...};
+// nothing for what the host layer reads from the log alone.
+std::optional<nlohmann::json> event_json(const oschost::Event& event);
+
+// The settings the document states a range for, as rows: name, min, max,
 // current, unit.
 std::vector<Row> settings_rows(const nlohmann::json& params);
 // The other members of a parameter document as "name  value" rows.

@@ -1,6 +1,6 @@
 # Installs the build into a scratch prefix, then builds the README's host
 # example against the installed package twice: with find_package and with
-# pkg-config. Run with cmake -P and BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, GENERATOR.
+# pkg-config; and the C++ example on the host layer with find_package. Run with cmake -P and BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, GENERATOR.
 set(prefix ${SCRATCH_DIR}/prefix)
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 
@@ -20,7 +20,7 @@ if(at EQUAL -1)
 endif()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
-foreach(file include/IVeskOSCHandlerInst.h bin/oscctl bin/osc-camera-sim
+foreach(file include/IVeskOSCHandlerInst.h include/oschost/session.h bin/oscctl bin/osc-camera-sim
     share/bash-completion/completions/oscctl share/zsh/site-functions/_oscctl)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "not installed: ${file}")
@@ -51,31 +51,37 @@ complete("oscctl update 127.0.0.1 --fw1" "--fw1220 --fw1230")
 set(consumer ${SCRATCH_DIR}/consumer)
 file(MAKE_DIRECTORY ${consumer})
 configure_file(${SOURCE_DIR}/docs/examples/host.c ${consumer}/host.c COPYONLY)
+configure_file(${SOURCE_DIR}/docs/examples/host.cpp ${consumer}/host.cpp COPYONLY)
 file(WRITE ${consumer}/CMakeLists.txt [=[
 cmake_minimum_required(VERSION 3.20)
-project(host C)
+project(host C CXX)
+set(CMAKE_CXX_STANDARD 17)
 find_package(IVeskOSCHandlerInst REQUIRED)
 add_executable(host host.c)
 target_link_libraries(host PRIVATE IVeskOSCHandlerInst::IVeskOSCHandlerInst)
+add_executable(host-cpp host.cpp)
+target_link_libraries(host-cpp PRIVATE IVeskOSCHandlerInst::osc_host)
 ]=])
 run(${CMAKE_COMMAND} -S ${consumer} -B ${consumer}/build -G ${GENERATOR}
     -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${consumer}/build)
-# Pointed at the installed simulator and client library, the example prints
+# Pointed at the installed simulator and client library, each example prints
 # both answers it waits for before Destroy.
 get_filename_component(client_dir ${client} DIRECTORY)
-execute_process(COMMAND bash -c [=[
-  "$1" --port 0 > "$3/sim.out" & sim=$!
-  for i in $(seq 100); do grep -q '^camera ' "$3/sim.out" && break; sleep 0.1; done
-  port=$(sed -n 's/^camera 127.0.0.1://p' "$3/sim.out")
-  "$2" 127.0.0.1 "$port" "$4"; status=$?
-  kill $sim
-  exit $status]=] run-host ${prefix}/bin/osc-camera-sim ${consumer}/build/host ${consumer}
-    ${client_dir}
-  RESULT_VARIABLE status OUTPUT_VARIABLE printed ERROR_VARIABLE err)
-if(NOT status EQUAL 0 OR NOT printed MATCHES "SetBrightness ok" OR NOT printed MATCHES "\"got_param\":true")
-  message(FATAL_ERROR "host example against the simulator: ${status}\n${printed}\n${err}")
-endif()
+foreach(example host host-cpp)
+  execute_process(COMMAND bash -c [=[
+    "$1" --port 0 > "$3/sim.out" & sim=$!
+    for i in $(seq 100); do grep -q '^camera ' "$3/sim.out" && break; sleep 0.1; done
+    port=$(sed -n 's/^camera 127.0.0.1://p' "$3/sim.out")
+    "$2" 127.0.0.1 "$port" "$4"; status=$?
+    kill $sim
+    exit $status]=] run-host ${prefix}/bin/osc-camera-sim ${consumer}/build/${example}
+      ${consumer} ${client_dir}
+    RESULT_VARIABLE status OUTPUT_VARIABLE printed ERROR_VARIABLE err)
+  if(NOT status EQUAL 0 OR NOT printed MATCHES "SetBrightness ok" OR NOT printed MATCHES "\"got_param\":true")
+    message(FATAL_ERROR "${example} example against the simulator: ${status}\n${printed}\n${err}")
+  endif()
+endforeach()
 
 # pkg-config consumer.
 find_program(PKG_CONFIG pkg-config REQUIRED)

@@ -7,21 +7,15 @@ const FLEET_LOG = 200;   // handler log lines kept on the page
 const MESSAGE_SHOWN = 120;  // characters of a result's message; all in its tooltip
 const RETRIES = 40;      // tries of an action the console asks to repeat,
 const RETRY_MS = 500;    // this far apart
-const RANGED = [
-  // [action, label]; the range and value come from the parameter document
-  ['brightness', 'Brightness'],
-  ['contrast', 'Contrast'],
-  ['saturation', 'Saturation'],
-  ['sharpness', 'Sharpness'],
-  ['awb', 'White balance'],
-  ['autoawb', 'Auto white balance'],
-];
 const SVG = 'http://www.w3.org/2000/svg';
 
 const cameras = new Map();  // ip -> {card, element}
 const documents = new Map();  // ip -> parameter document
 const openPaths = new Set();  // unfolded nodes of the parameter tree
 let detailIp = null;
+// The settings a camera takes one number for, from the console's table
+// (GET /api/settings); the mode, with its fixed range, has its own choice.
+let numberSettings = [];
 
 // Read by the browser test and the measurements in docs/performance.md.
 const stats = {events: 0, lastLagMs: 0, maxLagMs: 0, lastCardCreatedAt: 0};
@@ -91,7 +85,7 @@ function shownMessage(result) {
 function renderResult(li, result) {
   const message = shownMessage(result);
   li.className = result.ok ? 'ok' : 'failed';
-  li.textContent = `${clock(result.at)} ${result.command || 'request'} ` +
+  li.textContent = `${clock(result.at)} ${result.command || result.request || 'request'} ` +
       `${result.ok ? 'ok' : 'failed'}${message ? ': ' + message : ''}`;
   li.title = result.message;
 }
@@ -235,15 +229,17 @@ function renderSettings(doc) {
     return;
   }
   if (!form.querySelector('.row')) {
-    form.replaceChildren(...RANGED.map(([action, label]) => settingRow(action, label)));
+    form.replaceChildren(...numberSettings.map((setting) => settingRow(setting)));
   }
-  for (const [action] of RANGED) {
-    const input = $(`set-${action}`);
-    input.min = doc[`${action}_min`];
-    input.max = doc[`${action}_max`];
+  for (const setting of numberSettings) {
+    const input = $(`set-${setting.name}`);
+    if (setting.min_member) {
+      input.min = doc[setting.min_member];
+      input.max = doc[setting.max_member];
+    }
     // A value changed on the page stays as the user left it until it is sent.
-    if (!input.dataset.edited) input.value = doc[`${action}_current`];
-    $(`current-${action}`).textContent = doc[`${action}_current`];
+    if (!input.dataset.edited) input.value = doc[setting.member];
+    $(`current-${setting.name}`).textContent = doc[setting.member];
   }
   if (!$('set-mode').dataset.edited) $('set-mode').value = String(doc.mode);
 }
@@ -252,14 +248,14 @@ function controlOf(action) {
   return action === 'mode' ? $('set-mode') : $(`set-${action}`);
 }
 
-function settingRow(action, label) {
+function settingRow({name: action, label, unit}) {
   const row = document.createElement('div');
   row.className = 'row';
   row.innerHTML = `<label for="set-${action}"></label>` +
       `<input type="number" id="set-${action}" step="1" required>` +
       `<span class="current" id="current-${action}" title="value on the camera"></span>` +
       `<button type="button" data-action="${action}">Set</button>`;
-  row.querySelector('label').textContent = label;
+  row.querySelector('label').textContent = unit ? `${label} (${unit})` : label;
   return row;
 }
 
@@ -425,5 +421,9 @@ document.addEventListener('DOMContentLoaded', () => {
     if (button) act(button.dataset.action, button);
   });
   renderSummary();
+  fetch('/api/settings').then((response) => response.json()).then((table) => {
+    numberSettings = table.filter((setting) => !setting.range);
+    if (detailIp) renderDetailDocument();
+  });
   connect();
 });

@@ -9,12 +9,11 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include "host/session.h"
 #include "sim/camera_sim.h"
 #include "support/eventually.h"
 #include "tools/console/access_policy.h"
 #include "tools/console/console_server.h"
-#include "tools/console/fleet_state.h"
-#include "tools/console/handler_link.h"
 #include "tools/console/health_poller.h"
 #include "tools/console/screenshot_fetcher.h"
 
@@ -26,12 +25,11 @@ using namespace std::chrono_literals;
 using osctest::eventually;
 
 struct Call {
-    const char* what;
-    std::string path;  // after /api/cameras/<camera>/actions/
+    std::string path;  // after /api/cameras/
     std::string body;
-    httplib::Headers headers;
     int status;
     const char* reason;  // part of the answer's "error"
+    bool cross_origin = false;
 };
 
 // A camera the console knows whose parameter document never arrives.
@@ -41,26 +39,32 @@ class ConsoleApiTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(camera_.start());
-        state_.add_camera({camera_.host(), camera_.port()});
-        state_.add_camera({kSilent, camera_.port()});  // nothing listens there
-        link_ = std::make_unique<HandlerLink>(CONSOLE_CLIENT_DIR, state_, HandlerHooks{});
-        poller_ = std::make_unique<HealthPoller>(state_, 500ms);
+        store_.add_camera({camera_.host(), camera_.port()});
+        store_.add_camera({kSilent, camera_.port()});  // nothing listens there
+        session_ = std::make_unique<oschost::Session>(CONSOLE_CLIENT_DIR);
+        session_->subscribe([this](const oschost::Event& e) { store_.on_event(e); });
+        poller_ = std::make_unique<HealthPoller>(store_, 500ms);
         port_ = server_.start("127.0.0.1", 0);
         ASSERT_GT(port_, 0);
-        ASSERT_TRUE(eventually([&] { return state_.has_params(ip()) && !state_.fetching(ip()); }));
+        ASSERT_TRUE(eventually([&] {
+            const auto camera = store_.action_view(ip());
+            return camera->params && !camera->fetching;
+        }));
     }
 
     void TearDown() override {
         server_.stop();
         poller_.reset();
-        link_.reset();
+        session_.reset();
     }
 
     std::string ip() const { return camera_.host(); }
 
     httplib::Result post(const Call& call) {
         httplib::Client client("127.0.0.1", port_);
-        return client.Post(("/api/cameras/" + call.path).c_str(), call.headers, call.body,
+        const httplib::Headers origin{{"Origin", "http://127.0.0.9:9"}};
+        return client.Post(("/api/cameras/" + call.path).c_str(),
+                           call.cross_origin ? origin : httplib::Headers{}, call.body,
                            "application/json");
     }
 
@@ -75,75 +79,47 @@ protected:
     }
 
     oscsim::CameraSim camera_;
-    FleetState state_;
+    FleetStore store_;
     AccessPolicy policy_{"127.0.0.1"};
-    ConsoleServer server_{state_, policy_};
-    std::unique_ptr<HandlerLink> link_;
+    ConsoleServer server_{store_, policy_};
+    std::unique_ptr<oschost::Session> session_;
     std::unique_ptr<HealthPoller> poller_;
     int port_ = 0;
 };
 
 TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
     const std::string cam = ip() + "/actions/";
-    const httplib::Headers foreign = {{"Origin", "http://127.0.0.9:9"}};
     const Call calls[] = {
-        {"unknown camera",
-         "127.0.0.77/actions/brightness",
-         R"({"value":10})",
-         {},
-         404,
-         "no camera 127.0.0.77"},
-        {"unknown action", cam + "teleport", "{}", {}, 404, "no action teleport"},
-        {"malformed JSON", cam + "brightness", R"({"value": )", {}, 400, "not valid JSON"},
-        {"not an object", cam + "brightness", "[50]", {}, 400, "must be a JSON object"},
-        {"no value", cam + "contrast", "{}", {}, 400, "needs an integer"},
-        {"text value", cam + "contrast", R"({"value":"60"})", {}, 400, "needs an integer"},
-        {"above the range",
-         cam + "brightness",
-         R"({"value":101})",
-         {},
-         400,
-         "outside the camera's range 0..100"},
-        {"below the range",
-         cam + "awb",
-         R"({"value":2799})",
-         {},
-         400,
-         "outside the camera's range 2800..6500"},
-        {"no such mode", cam + "mode", R"({"value":4})", {}, 400, "from 0 to 3"},
-        {"missing firmware",
-         cam + "firmware",
-         R"({"ast1220":"/nonexistent/update.img"})",
-         {},
-         400,
-         "is not a file"},
-        {"two 1230 files",
-         cam + "firmware",
-         R"({"ast1230":["/etc/hostname","/etc/hostname"]})",
-         {},
-         400,
-         "three paths"},
-        {"another origin", cam + "brightness", R"({"value":10})", foreign, 403, "cross-origin"},
+        {"127.0.0.77/actions/brightness", R"({"value":10})", 404, "no camera 127.0.0.77"},
+        {cam + "teleport", "{}", 404, "no action teleport"},
+        {cam + "brightness", R"({"value": )", 400, "not valid JSON"},
+        {cam + "brightness", "[50]", 400, "must be a JSON object"},
+        {cam + "contrast", "{}", 400, "needs an integer"},
+        {cam + "contrast", R"({"value":"60"})", 400, "needs an integer"},
+        {cam + "brightness", R"({"value":101})", 400, "outside the camera's range 0..100"},
+        {cam + "mode", R"({"value":4})", 400, "outside the camera's range 0..3"},
+        {cam + "firmware", R"({"ast1220":"/nonexistent/update.img"})", 400, "is not a file"},
+        {cam + "firmware", R"({"ast1230":["/etc/hostname","/etc/hostname"]})", 400, "three paths"},
+        {cam + "brightness", R"({"value":10})", 403, "cross-origin", true},
     };
     for (const Call& call : calls) {
         const auto answer = post(call);
-        ASSERT_TRUE(answer) << call.what;
-        EXPECT_EQ(answer->status, call.status) << call.what;
-        EXPECT_NE(answer->body.find(call.reason), std::string::npos) << call.what << answer->body;
+        ASSERT_TRUE(answer) << call.path << " " << call.body;
+        EXPECT_EQ(answer->status, call.status) << call.path << " " << call.body;
+        EXPECT_NE(answer->body.find(call.reason), std::string::npos) << answer->body;
     }
 
     // Without its document a camera's ranges are unknown: refused until it comes.
     int status = 0;
     EXPECT_TRUE(eventually([&] {
-        const auto answer =
-            post({"no ranges yet", kSilent + "/actions/brightness", R"({"value":10})", {}, 0, ""});
+        const auto answer = post({kSilent + "/actions/brightness", R"({"value":10})", 0, ""});
         status = answer ? answer->status : 0;
         return answer && answer->body.find("is not known yet") != std::string::npos;
     }));
     EXPECT_EQ(status, 409);
 
     // The marker: a good request, seen by the camera after all the others.
-    const auto accepted = post({"good", cam + "brightness", R"({"value":61})", {}, 202, ""});
+    const auto accepted = post({cam + "brightness", R"({"value":61})", 202, ""});
     ASSERT_TRUE(accepted);
     EXPECT_EQ(accepted->status, 202) << accepted->body;
     ASSERT_TRUE(eventually([&] { return camera_.snapshot()["options"]["_brightness"] == 61; }));
@@ -153,9 +129,9 @@ TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
 }
 
 TEST(ConsoleAccessTest, OffLoopbackEveryRequestNeedsTheToken) {
-    FleetState state;
+    FleetStore store;
     const AccessPolicy policy("0.0.0.0");
-    ConsoleServer server(state, policy);
+    ConsoleServer server(store, policy);
     const int port = server.start("127.0.0.1", 0);
     ASSERT_GT(port, 0);
     const std::string token = policy.token();
@@ -195,27 +171,6 @@ TEST(ConsoleAccessTest, OffLoopbackEveryRequestNeedsTheToken) {
     EXPECT_EQ(foreign->status, 403);
 }
 
-// The handler also reports on cameras the console does not show: those past
-// its 99 cards, or ones another part of the host drives through the handler.
-TEST(ConsoleFleetStateTest, ReportsOnACameraWithoutACardChangeNothing) {
-    FleetState state;
-    ASSERT_TRUE(state.add_camera({"127.0.0.1", 8080}));
-    const nlohmann::json before = state.cards();
-    const std::string other = "127.0.0.79";
-    state.on_params(other, R"({"brightness_current":1})");
-    state.on_result(other, "SetBrightness", true, "ok");
-    state.on_health(other, true, 1.0f, 2.0f, true, 1);
-    state.on_upload_confirmed(other, true);
-    state.on_update_progress(other, "[FW update end]", 100);
-    state.on_reboot_state(other, true);
-    state.on_reboot_state(other, false);
-    state.note_failure(other, "TakeScreenShot", "cannot download");
-    state.set_screenshot(other, "picture");
-    EXPECT_EQ(state.cards(), before);
-    EXPECT_FALSE(state.screenshot(other));
-    EXPECT_FALSE(state.any_reboot_pending());
-}
-
 // A camera cannot make the console hold more than 16 MiB for one picture.
 TEST(ConsoleScreenshotTest, APictureOver16MiBIsRefused) {
     constexpr std::size_t kLimit = 16 * 1024 * 1024;
@@ -227,17 +182,17 @@ TEST(ConsoleScreenshotTest, APictureOver16MiBIsRefused) {
                });
     const int port = camera.bind_to_any_port("127.0.0.1");
     std::thread serving([&] { camera.listen_after_bind(); });
-    FleetState state;
-    state.add_camera({"127.0.0.1", port});
-    ScreenshotFetcher fetcher(state);
+    FleetStore store;
+    store.add_camera({"127.0.0.1", port});
+    ScreenshotFetcher fetcher(store);
+    const auto results = [&] { return store.changes_since(0).cameras[0].state.results; };
 
     fetcher.request("127.0.0.1", "http://127.0.0.1/tmp/capture1.jpeg");
-    EXPECT_TRUE(eventually([&] { return state.screenshot("127.0.0.1") != nullptr; }));
+    EXPECT_TRUE(eventually([&] { return store.screenshot("127.0.0.1") != nullptr; }));
     fetcher.request("127.0.0.1", "http://127.0.0.1/tmp/capture2.jpeg");
-    EXPECT_TRUE(eventually([&] { return !state.cards()[0]["results"].empty(); }));
-    EXPECT_EQ(state.cards()[0]["results"].back().value("message", ""),
-              "cannot download http://127.0.0.1/tmp/capture2.jpeg");
-    const auto kept = state.screenshot("127.0.0.1");
+    EXPECT_TRUE(eventually([&] { return !results().empty(); }));
+    EXPECT_EQ(results().back().message, "cannot download http://127.0.0.1/tmp/capture2.jpeg");
+    const auto kept = store.screenshot("127.0.0.1");
     ASSERT_TRUE(kept);
     EXPECT_EQ(kept->size(), kLimit);
     fetcher.stop();
