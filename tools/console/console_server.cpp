@@ -10,6 +10,7 @@
 #include "tools/console/camera_actions.h"
 #include "tools/console/event_stream.h"
 #include "tools/console/fleet_view.h"
+#include "tools/console/metrics.h"
 #include "tools/console/page_assets.h"
 
 namespace osconsole {
@@ -89,6 +90,7 @@ public:
             });
         install_page();
         install_api();
+        install_monitoring();
     }
 
     void install_page() {
@@ -151,6 +153,18 @@ public:
                      });
         server_.Get("/api/events",
                     [this](const httplib::Request&, httplib::Response& res) { serve_events(res); });
+    }
+
+    void install_monitoring() {
+        server_.Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {
+            const auto started = Clock::now();
+            std::string text = metrics_text(store_.changes_since(0).cameras, OSC_CONSOLE_VERSION);
+            const std::chrono::duration<double, std::milli> took = Clock::now() - started;
+            // How long the console took to make the answer, for benchmarks and browsers' tools.
+            res.set_header("Server-Timing", "render;dur=" + std::to_string(took.count()));
+            res.set_header("Cache-Control", "no-store");
+            res.set_content(std::move(text), kMetricsContentType);
+        });
     }
 
     void serve_events(httplib::Response& res) {
