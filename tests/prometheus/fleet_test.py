@@ -6,7 +6,8 @@ simulator of its own, so that it can stop answering alone). Prometheus runs
 on loopback with docs/prometheus/prometheus.yml, changed only where a test
 must: a 1 s scrape and evaluation interval, the consoles' ports, and the
 shipped alert rules with their `for:` shortened. Through Prometheus's HTTP
-API: all seven cameras up; camera 4 stopped, its osc_camera_up 0 and
+API: all seven cameras up, each with its failed firmware updates at 0 (which
+FirmwareUpdateFailed needs); camera 4 stopped, its osc_camera_up 0 and
 CameraDown firing for it alone; camera 4 resumed, the alert resolved. First,
 a live console's /metrics passes `promtool check metrics`.
 
@@ -135,6 +136,9 @@ def main():
             stdout=subprocess.DEVNULL, stderr=open(os.path.join(scratch, "prometheus.log"), "w")))
         wait_until("sum(osc_camera_up) is 7 over both consoles",
                    lambda: query(prometheus, "sum(osc_camera_up) == 7"), 60)
+        # FirmwareUpdateFailed needs the failed series from 0, before any update.
+        wait_until("every camera's failed firmware updates at 0", lambda: query(
+            prometheus, 'count(osc_camera_firmware_updates_total{result="failed"} == 0) == 7'))
 
         stopped = f"127.0.0.4:{port_c}"
         sim_c.send_signal(signal.SIGSTOP)
