@@ -107,8 +107,7 @@ void print_tokens(const Options& options, const std::string& address, const Acce
     if (!policy.needs_token()) return;
     if (options.operator_token_file.empty())
         std::cout << "osc-console: operator token " << policy.token(Role::Operator)
-                  << " (may do everything): open " << address
-                  << "?token=" << policy.token(Role::Operator) << std::endl;
+                  << " (may do everything)" << std::endl;
     if (options.viewer_token_file.empty())
         std::cout << "osc-console: viewer token " << policy.token(Role::Viewer)
                   << " (may only look): open " << address << "?token=" << policy.token(Role::Viewer)
@@ -171,7 +170,10 @@ int run(const Options& options, const char* argv0) {
                      "text (--tls-cert and --tls-key serve HTTPS)\n",
                      options.listen.c_str());
     const std::string address = browser_address(listen, port, policy);
-    std::cout << "osc-console: " << store.size() << " cameras, open " << address << std::endl;
+    // The operator's address carries its token when the console made it up.
+    const bool made_up = policy.needs_token() && options.operator_token_file.empty();
+    std::cout << "osc-console: " << store.size() << " cameras, open " << address
+              << (made_up ? "?token=" + policy.token(Role::Operator) : "") << std::endl;
     print_tokens(options, address, policy);
 
     const sigset_t quit = quit_signals();

@@ -124,9 +124,9 @@ def check_tls(args, camera, folder):
 
 def check_plain(args, camera):
     console, found = start([args.console, "--listen", "0.0.0.0:0", "--cameras", camera],
-                           r"operator token (\w+) .*open (http://127\.0\.0\.1:\d+/)")
+                           r"open (http://127\.0\.0\.1:\d+/)\?token=(\w+)")
     try:
-        token, base = found.groups()
+        base, token = found.groups()
         assert request(f"{base}api/cameras/127.0.0.1/actions/stream", token, {})[0] == 202
         wait_until("the audit line on standard error",
                  lambda: audit_lines("".join(console.lines)))
