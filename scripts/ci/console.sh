@@ -2,7 +2,9 @@
 # CI stage "console": osc-console driven in headless Chromium (Debian's
 # chromium, chromium-driver and python3-selenium) against three simulated
 # cameras, on the release tree. The page's screenshot is left in
-# <build>/console/console.png (the README's picture is one of these).
+# <build>/console/console.png (the README's picture is one of these). Then
+# Debian's prometheus watching two consoles with the shipped configuration
+# and alert rules (the documented way to watch more than 99 cameras).
 stage_console() {
     local dir="${BUILD_ROOT}/release"
     cmake --build "${dir}" --parallel "${JOBS}" --target osc-console osc-camera-sim Vesk_OSC
@@ -10,4 +12,7 @@ stage_console() {
     /usr/bin/python3 "${REPO_ROOT}/tools/console/tests/console_browser_test.py" \
         --console "${dir}/tools/console/osc-console" --sim "${dir}/sim/osc-camera-sim" \
         --screenshot "${BUILD_ROOT}/console/console.png"
+    /usr/bin/python3 "${REPO_ROOT}/tests/prometheus/fleet_test.py" \
+        --console "${dir}/tools/console/osc-console" --sim "${dir}/sim/osc-camera-sim" \
+        --prometheus "$(command -v prometheus)" --promtool "$(command -v promtool)"
 }

@@ -20,6 +20,8 @@ using nlohmann::json;
 
 struct Request {
     FleetStore& store;
+    AuditLog& audit;
+    const ActionRecord& record;
     const ActionView& camera;
     const json& body;
     const char* ip() const { return camera.address.ip.c_str(); }
@@ -28,6 +30,7 @@ struct Request {
 
 // Noted before the operation is called: its answer may come at once.
 ActionOutcome queued(const Request& r, const std::string& operation) {
+    r.audit.queued(r.record, operation);
     r.store.apply(r.ip(), ActionQueued{operation});
     return {202, operation};
 }
@@ -153,23 +156,36 @@ constexpr Action kActions[] = {
     {"refresh", refresh},     {"firmware", update_firmware},
 };
 
-}  // namespace
+// Bodies that are not JSON are kept in the audit this far.
+constexpr std::size_t kMaxAuditedBody = 200;
 
-ActionOutcome run_action(FleetStore& store, const std::string& ip, const std::string& action,
-                         const std::string& body) {
-    const auto camera = store.action_view(ip);
-    if (!camera) return refused(404, "no camera " + ip + " in this console");
+ActionOutcome dispatch(FleetStore& store, AuditLog& audit, ActionRecord& record,
+                       const std::string& body) {
+    const auto camera = store.action_view(record.camera);
     const json doc = body.empty() ? json::object() : json::parse(body, nullptr, false);
+    record.parameters = doc.is_discarded() ? json(body.substr(0, kMaxAuditedBody)) : doc;
+    if (!camera) return refused(404, "no camera " + record.camera + " in this console");
     if (doc.is_discarded()) return refused(400, "the request body is not valid JSON");
     if (!doc.is_object()) return refused(400, "the request body must be a JSON object");
-    const Request request{store, *camera, doc};
+    const Request request{store, audit, record, *camera, doc};
 
+    const std::string& action = record.action;
     if (const oschost::Setting* setting = oschost::find_setting(action))
         return set_value(*setting, request);
     const auto other = std::find_if(std::begin(kActions), std::end(kActions),
                                     [&](const Action& a) { return action == a.name; });
     if (other != std::end(kActions)) return other->run(request);
     return refused(404, "no action " + action);
+}
+
+}  // namespace
+
+ActionOutcome run_action(FleetStore& store, AuditLog& audit, const std::string& ip,
+                         const std::string& action, const std::string& body, const Actor& actor) {
+    ActionRecord record{actor.remote, actor.role, ip, action, nullptr};
+    const ActionOutcome outcome = dispatch(store, audit, record, body);
+    if (outcome.status >= 400) audit.refused(record, outcome.status, outcome.message);
+    return outcome;
 }
 
 }  // namespace osconsole

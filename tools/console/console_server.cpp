@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <regex>
+#include <stdexcept>
 #include <thread>
 
 #include <httplib.h>
@@ -10,6 +12,7 @@
 #include "tools/console/camera_actions.h"
 #include "tools/console/event_stream.h"
 #include "tools/console/fleet_view.h"
+#include "tools/console/metrics.h"
 #include "tools/console/page_assets.h"
 
 namespace osconsole {
@@ -22,6 +25,8 @@ using nlohmann::json;
 constexpr int kServerThreads = 24;
 constexpr int kMaxEventStreams = 16;
 constexpr std::size_t kMaxBody = 64 * 1024;
+// POST /api/cameras/IP/actions/NAME: the camera and the action.
+constexpr const char* kActionRoute = R"(/api/cameras/([^/]+)/actions/([a-z0-9-]+))";
 // Connections inherit the listening socket's send buffer. Kept small, a
 // browser that reads slowly soon holds the event stream's write, and the
 // changes meanwhile go out as one batch of latest states, instead of piling
@@ -54,6 +59,7 @@ RequestFacts facts_of(const httplib::Request& req) {
             req.get_header_value("Origin"),
             req.get_header_value("Sec-Fetch-Site"),
             req.get_header_value(AccessPolicy::kTokenHeader),
+            req.get_header_value("Authorization"),
             req.get_header_value("Cookie"),
             req.get_param_value("token")};
 }
@@ -62,11 +68,30 @@ bool is_json(const httplib::Request& req) {
     return req.get_header_value("Content-Type").rfind("application/json", 0) == 0;
 }
 
+// The camera and action a request names, when it is an action at all.
+std::optional<ActionRecord> action_of(const httplib::Request& req, std::optional<Role> role) {
+    static const std::regex route(kActionRoute);
+    std::smatch match;
+    if (req.method != "POST" || !std::regex_match(req.path, match, route)) return std::nullopt;
+    return ActionRecord{req.remote_addr, role, match[1], match[2], nullptr};
+}
+
+std::unique_ptr<httplib::Server> make_server(const std::optional<TlsFiles>& tls) {
+    if (!tls) return std::make_unique<httplib::Server>();
+    auto server = std::make_unique<httplib::SSLServer>(tls->certificate.c_str(), tls->key.c_str());
+    if (!server->is_valid())
+        throw std::runtime_error("cannot use the certificate " + tls->certificate +
+                                 " with the key " + tls->key);
+    return server;
+}
+
 }  // namespace
 
 class ConsoleServer::Impl {
 public:
-    Impl(FleetStore& store, const AccessPolicy& policy) : store_(store), policy_(policy) {
+    Impl(FleetStore& store, const AccessPolicy& policy, AuditLog& audit,
+         const std::optional<TlsFiles>& tls)
+        : store_(store), policy_(policy), audit_(audit), owned_server_(make_server(tls)) {
         server_.new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
         server_.set_payload_max_length(kMaxBody);
         server_.set_socket_options([](socket_t sock) {
@@ -75,20 +100,47 @@ public:
             setsockopt(sock, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
         });
         server_.set_default_headers(kSecurityHeaders);
+        // Before the body is read: a refused request sends it for nothing.
         server_.set_pre_routing_handler(
             [this](const httplib::Request& req, httplib::Response& res) {
-                if (const auto denial = policy_.check(facts_of(req))) {
-                    send_error(res, denial->status, denial->message);
-                    return httplib::Server::HandlerResponse::Handled;
-                }
-                return httplib::Server::HandlerResponse::Unhandled;
+                const Admission admission = policy_.check(facts_of(req));
+                if (!admission.denial) return httplib::Server::HandlerResponse::Unhandled;
+                refuse(req, res, admission.role, *admission.denial);
+                return httplib::Server::HandlerResponse::Handled;
             });
+        // Refusals of httplib's own (no route, a body over kMaxBody) say why too.
+        server_.set_error_handler(httplib::Server::HandlerWithResponse(
+            [this](const httplib::Request& req, httplib::Response& res) {
+                if (!res.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
+                if (res.status == 413)
+                    refuse(req, res, policy_.check(facts_of(req)).role,
+                           {413, "request bodies are limited to " +
+                                     std::to_string(kMaxBody / 1024) + " KiB"});
+                else
+                    send_error(res, res.status,
+                               res.status == 404 ? "no such route"
+                                                 : "the console cannot answer this request");
+                return httplib::Server::HandlerResponse::Handled;
+            }));
         server_.set_exception_handler(
             [](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
                 send_error(res, 500, "the console failed to answer this request");
             });
         install_page();
         install_api();
+        install_monitoring();
+    }
+
+    // An action refused before it reaches the action pipeline is audited here.
+    void refuse(const httplib::Request& req, httplib::Response& res, std::optional<Role> role,
+                const Denial& denial) {
+        if (const auto action = action_of(req, role))
+            audit_.refused(*action, denial.status, denial.message);
+        send_error(res, denial.status, denial.message);
+    }
+
+    Actor actor_of(const httplib::Request& req) const {
+        return {policy_.check(facts_of(req)).role.value_or(Role::Viewer), req.remote_addr};
     }
 
     void install_page() {
@@ -97,8 +149,9 @@ public:
             // address bar loses it.
             if (policy_.needs_token() && req.has_param("token")) {
                 res.set_header("Set-Cookie", std::string(AccessPolicy::kTokenCookie) + "=" +
-                                                 policy_.token() +
-                                                 "; Path=/; HttpOnly; SameSite=Strict");
+                                                 policy_.token(actor_of(req).role) +
+                                                 "; Path=/; HttpOnly; SameSite=Strict" +
+                                                 (policy_.tls() ? "; Secure" : ""));
                 res.set_redirect("/", 303);
                 return;
             }
@@ -139,18 +192,32 @@ public:
                         res.set_header("Cache-Control", "no-store");
                         res.set_content(*picture, "image/jpeg");
                     });
-        server_.Post(R"(/api/cameras/([^/]+)/actions/([a-z0-9-]+))",
-                     [this](const httplib::Request& req, httplib::Response& res) {
-                         if (!req.body.empty() && !is_json(req))
-                             return send_error(res, 415, "actions take a JSON body");
-                         const ActionOutcome outcome =
-                             run_action(store_, req.matches[1], req.matches[2], req.body);
-                         if (outcome.status >= 400)
-                             return send_error(res, outcome.status, outcome.message);
-                         send_json(res, outcome.status, {{"queued", outcome.message}});
-                     });
+        server_.Post(kActionRoute, [this](const httplib::Request& req, httplib::Response& res) {
+            if (!req.body.empty() && !is_json(req))
+                return refuse(req, res, actor_of(req).role, {415, "actions take a JSON body"});
+            const ActionOutcome outcome =
+                run_action(store_, audit_, req.matches[1], req.matches[2], req.body, actor_of(req));
+            if (outcome.status >= 400) return send_error(res, outcome.status, outcome.message);
+            send_json(res, outcome.status, {{"queued", outcome.message}});
+        });
         server_.Get("/api/events",
                     [this](const httplib::Request&, httplib::Response& res) { serve_events(res); });
+    }
+
+    void install_monitoring() {
+        // What the page may offer: a viewer's page disables its controls.
+        server_.Get("/api/session", [this](const httplib::Request& req, httplib::Response& res) {
+            send_json(res, 200, {{"role", role_name(actor_of(req).role)}});
+        });
+        server_.Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {
+            const auto started = Clock::now();
+            std::string text = metrics_text(store_.changes_since(0).cameras, OSC_CONSOLE_VERSION);
+            const std::chrono::duration<double, std::milli> took = Clock::now() - started;
+            // How long the console took to make the answer, for benchmarks and browsers' tools.
+            res.set_header("Server-Timing", "render;dur=" + std::to_string(took.count()));
+            res.set_header("Cache-Control", "no-store");
+            res.set_content(std::move(text), kMetricsContentType);
+        });
     }
 
     void serve_events(httplib::Response& res) {
@@ -175,13 +242,16 @@ public:
 
     FleetStore& store_;
     const AccessPolicy& policy_;
-    httplib::Server server_;
+    AuditLog& audit_;
+    std::unique_ptr<httplib::Server> owned_server_;  // an SSLServer with TLS
+    httplib::Server& server_ = *owned_server_;
     std::atomic<int> streams_{0};
     std::thread listener_;
 };
 
-ConsoleServer::ConsoleServer(FleetStore& store, const AccessPolicy& policy)
-    : impl_(std::make_unique<Impl>(store, policy)) {}
+ConsoleServer::ConsoleServer(FleetStore& store, const AccessPolicy& policy, AuditLog& audit,
+                             const std::optional<TlsFiles>& tls)
+    : impl_(std::make_unique<Impl>(store, policy, audit, tls)) {}
 
 ConsoleServer::~ConsoleServer() {
     stop();

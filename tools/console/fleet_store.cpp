@@ -107,7 +107,8 @@ std::vector<PollView> FleetStore::poll_views() {
     views.reserve(cameras_.size());
     for (auto& entry : cameras_) {
         CameraState& c = entry->state;
-        views.push_back({c.address, c.answers, c.follow_ups, fetching(c, now)});
+        views.push_back({c.address, c.answers, c.follow_ups, fetching(c, now),
+                         c.poll_started.has_value(), c.link == Link::NotAnswering});
         c.follow_ups = {};
     }
     return views;

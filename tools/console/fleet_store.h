@@ -23,6 +23,9 @@ struct PollView {
     std::uint64_t answers = 0;
     FollowUps follow_ups;
     bool fetching = false;
+    // A health query is out: neither answered nor failed.
+    bool poll_open = false;
+    bool silent = false;  // the camera has stopped answering
 };
 
 // What an action checks before it calls the handler.

@@ -3,7 +3,7 @@
 // (follow_up_policy.h: a document after a change, after a reboot, ...), and asks every camera for
 // its health at a steady pace, spread over the period. A camera whose
 // last poll is still unanswered (asleep after a reboot, or silent) gets no
-// new one, so nothing piles up in the handler's queues.
+// new one for a while, so nothing piles up in the handler's queues.
 #pragma once
 
 #include <chrono>
