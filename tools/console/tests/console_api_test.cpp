@@ -9,6 +9,8 @@
 #include <string>
 #include <thread>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 #include <httplib.h>
 
@@ -36,9 +38,12 @@ struct Call {
     bool cross_origin = false;
 };
 
-// A file in the tests' scratch folder, with nothing in it yet.
+// A file in the tests' scratch folder, with nothing in it yet; named after the
+// running test and process, as ctest runs this file's tests side by side.
 std::string fresh_path(const char* name) {
-    const std::string path = ::testing::TempDir() + name;
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    const std::string path =
+        ::testing::TempDir() + test->name() + "_" + std::to_string(::getpid()) + "_" + name;
     std::remove(path.c_str());
     return path;
 }
