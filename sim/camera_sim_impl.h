@@ -31,6 +31,9 @@ public:
     void schedule_port_move(int new_port);
     void supervise();
     void install_routes(httplib::Server& server);
+    void install_fault_control(httplib::Server& server);
+    // Switches the faults that answers read; listening is left to reconcile().
+    void apply_faults(const Faults& switched);
 
     // Waits up to `duration`; false when the wait was cut short because the
     // server stops listening (requests then end without an answer).

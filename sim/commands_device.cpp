@@ -84,8 +84,11 @@ Reply stop_live_preview(CommandContext& ctx, const json&) {
 }
 
 Reply start_capture(CommandContext& ctx, const json&) {
-    const std::string id = std::to_string(ctx.state.next_capture_id++);
+    const int number = ctx.state.next_capture_id++;
+    const std::string id = std::to_string(number);
     ctx.state.captures[id] = Capture{std::chrono::steady_clock::now()};
+    // Like a camera's storage, the pictures kept are the latest few.
+    ctx.state.captures.erase(std::to_string(number - kKeptCaptures));
     return Reply::document({{"name", "camera.startCapture"},
                             {"state", "inProgress"},
                             {"id", id},
