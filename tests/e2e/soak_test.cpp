@@ -70,8 +70,11 @@ TEST_F(SimulatedSoak, SixteenCamerasKeepThreadsAndMemoryFlat) {
     EXPECT_EQ(after.threads, before.threads);
     EXPECT_LT(after.rss_kib - before.rss_kib, soak_growth_limit_kib(2048));
     // Retention at any length: a hundred bytes kept per host operation pass
-    // this within CI's half minute; allocator caches do not count here.
-    EXPECT_LT(after.heap_kib - before.heap_kib, 256);
+    // this within CI's half minute; allocator caches do not count here (nor
+    // does anything under LeakSanitizer alone, which keeps no count).
+    if (before.heap_kib >= 0) {
+        EXPECT_LT(after.heap_kib - before.heap_kib, 256);
+    }
     // The fleet still answers. A drop order left by a server error takes
     // whatever is queued when the worker next looks, without a result, so
     // each try waits for its own result before the next goes out.

@@ -22,11 +22,14 @@ inline long proc_status_value(const std::string& name) {
 
 // What the program holds on the heap, in KiB: the sanitizer allocator's count
 // when one replaces malloc (glibc's figures are then zero), else glibc's over
-// every arena. Unlike RSS it leaves out freed memory the allocator keeps.
+// every arena; -1 under LeakSanitizer alone, which keeps no count. Unlike RSS
+// it leaves out freed memory the allocator keeps.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 inline long heap_in_use_kib() {
-    if (__sanitizer_get_current_allocated_bytes != nullptr)
-        return static_cast<long>(__sanitizer_get_current_allocated_bytes() / 1024);
+    if (__sanitizer_get_current_allocated_bytes != nullptr) {
+        const std::size_t bytes = __sanitizer_get_current_allocated_bytes();
+        return bytes > 0 ? static_cast<long>(bytes / 1024) : -1;
+    }
 #if defined(__GLIBC__)
     const struct mallinfo2 heap = mallinfo2();
     return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
