@@ -15,6 +15,7 @@ bool CameraSim::Impl::listen_locked() {
     if (server) return true;
     auto s = std::make_unique<httplib::Server>();
     install_routes(*s);
+    if (config.fault_control) install_fault_control(*s);
     // Without it every answer on a reused connection waits for the
     // client's delayed ACK.
     s->set_tcp_nodelay(true);
@@ -217,17 +218,21 @@ bool CameraSim::listening() const {
     return impl_->server != nullptr;
 }
 
+void CameraSim::Impl::apply_faults(const Faults& switched) {
+    {
+        std::lock_guard<std::mutex> lock(state_mutex);
+        faults = switched;
+    }
+    {
+        std::lock_guard<std::mutex> lock(wait_mutex);
+        never_answer = switched.never_answer;
+        stalled = switched.stall;
+    }
+    wait_cv.notify_all();
+}
+
 void CameraSim::set_faults(const Faults& faults) {
-    {
-        std::lock_guard<std::mutex> lock(impl_->state_mutex);
-        impl_->faults = faults;
-    }
-    {
-        std::lock_guard<std::mutex> lock(impl_->wait_mutex);
-        impl_->never_answer = faults.never_answer;
-        impl_->stalled = faults.stall;
-    }
-    impl_->wait_cv.notify_all();
+    impl_->apply_faults(faults);
     std::lock_guard<std::mutex> lock(impl_->life_mutex);
     impl_->reconcile();
 }
