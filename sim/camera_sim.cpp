@@ -14,8 +14,9 @@ constexpr std::size_t kServerThreads = 4;
 bool CameraSim::Impl::listen_locked() {
     if (server) return true;
     auto s = std::make_unique<httplib::Server>();
-    install_routes(*s);
+    // Before the routes, whose catch-all would answer its path.
     if (config.fault_control) install_fault_control(*s);
+    install_routes(*s);
     // Without it every answer on a reused connection waits for the
     // client's delayed ACK.
     s->set_tcp_nodelay(true);
