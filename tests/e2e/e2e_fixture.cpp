@@ -1,19 +1,11 @@
 #include "e2e_fixture.h"
 
-
-#include "workers/timings.h"
-
 namespace e2e {
 
 WorkerTimings short_worker_timings() {
-    WorkerTimings t;
-    t.pass = 10ms;
-    t.gate = 2000ms;          // above the client's failure delay on loopback
-    t.reboot_pause = 1500ms;  // the simulated camera is back well before
-    t.ports_pause = 40ms;
-    t.syslog_pause = 40ms;
-    t.start_poll = 1ms;
-    return t;
+    // Pass, gate (above the client's failure delay on loopback), reboot pause
+    // (the simulated camera is back well before), ports and syslog pauses, start poll.
+    return {10ms, 2000ms, 1500ms, 40ms, 40ms, 1ms};
 }
 
 void EndToEndTest::SetUp() {
@@ -61,15 +53,6 @@ std::vector<CommandResult> EndToEndTest::results_of(const std::string& ip,
         if (r.ip == ip && (command.empty() || r.command == command)) out.push_back(r);
     }
     return out;
-}
-
-CommandResult EndToEndTest::wait_result(const std::string& ip, const std::string& command) {
-    const bool arrived = wait_for([&] { return !results_of(ip, command).empty(); });
-    if (!arrived) {
-        ADD_FAILURE() << "no result " << command << " for " << ip;
-        return {};
-    }
-    return results_of(ip, command).front();
 }
 
 }  // namespace e2e

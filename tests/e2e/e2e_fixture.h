@@ -48,8 +48,6 @@ protected:
     // Results of one command (or of all) for one camera, in arrival order.
     static std::vector<CommandResult> results_of(const std::string& ip,
                                                  const std::string& command = "");
-    // Waits for the first result of the command and returns it.
-    static CommandResult wait_result(const std::string& ip, const std::string& command);
 
     // Loads the handler; tests that need environment settings first call it
     // themselves (SetUp does not when load_in_setup_ is false).
