@@ -112,12 +112,9 @@ protected:
     // Pauses and the answer gate long enough that waiting one out would show.
     void SetUp() override {
         HandlerTest::SetUp();
-        Destroy();
         WorkerTimings timings = short_worker_timings();
         timings.gate = timings.reboot_pause = timings.ports_pause = timings.syslog_pause = 60s;
-        testing_hooks::set_worker_timings(timings);
-        Init(ClientDouble::directory().c_str());
-        HostEvents::install();
+        restart(timings);
         GetParam().start();
         ASSERT_TRUE(client().wait_for_call(GetParam().call));
         SetBrightness(kIp, kPort, 1);  // held behind the state

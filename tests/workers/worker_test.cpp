@@ -10,12 +10,9 @@ class Worker : public HandlerTest {
 protected:
     // A gate far beyond every wait below: a command held by it shows as a timeout.
     void restart_with_long_gate() {
-        Destroy();
         WorkerTimings timings = short_worker_timings();
         timings.gate = 60s;
-        testing_hooks::set_worker_timings(timings);
-        Init(ClientDouble::directory().c_str());
-        HostEvents::install();
+        restart(timings);
     }
     void held_camera() {
         Access::ensure(kIp);
