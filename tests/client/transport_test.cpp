@@ -1,6 +1,7 @@
-// The transport: order and one kept-alive connection per camera, every camera
-// in flight at once, and release with exchanges in flight. Cameras that close
-// idle connections or ask for credentials are rows of the e2e fault matrix.
+// The transport: order and one kept-alive connection per camera, and release
+// with exchanges in flight. Cameras that close idle connections or ask for
+// credentials are rows of the e2e fault matrix; every camera in flight at
+// once is the e2e fleet's.
 #include <atomic>
 #include <thread>
 
@@ -32,32 +33,6 @@ TEST_F(ClientTest, OneCameraGetsItsRequestsInOrderOverOneConnection) {
         }
         EXPECT_EQ(requests[i].client_port, requests[0].client_port) << "new connection at " << i;
     }
-}
-
-TEST_F(ClientTest, EveryCameraHasItsRequestInFlightAtOnce) {
-    // Each camera holds its request until all of them have one: a client with
-    // fewer exchanges in flight than cameras never gets there.
-    constexpr int kCameras = 24;
-    oscsim::Faults hold;
-    hold.never_answer = true;
-    std::vector<std::unique_ptr<oscsim::CameraSim>> cameras;
-    for (int i = 0; i < kCameras; ++i) {
-        oscsim::SimConfig c;
-        c.host = "127.0.0." + std::to_string(i + 2);
-        cameras.push_back(start_camera(c));
-        cameras.back()->set_faults(hold);
-        client->GetHdr(cameras.back()->host().c_str(), cameras.back()->port());
-    }
-    EXPECT_TRUE(eventually([&] {
-        for (auto& c : cameras)
-            if (c->requests().empty()) return false;
-        return true;
-    }));
-    for (auto& c : cameras) c->set_faults({});
-    const auto answers = Recorder::get().wait_answers(kCameras);
-    ASSERT_EQ(answers.size(), std::size_t{kCameras});
-    for (const Answer& a : answers) EXPECT_EQ(a.status, 0) << a.text;
-    client.reset();
 }
 
 std::atomic<int> g_answers{0};

@@ -1,7 +1,7 @@
 // A whole fleet through one handler: every camera is served at once, so one
-// camera that stalls costs the others nothing, and Destroy ends every
-// exchange in flight.
-#include <thread>
+// camera that stalls costs the others nothing, every camera has its request
+// in flight at once, and Destroy ends every exchange in flight.
+#include <cstdlib>
 
 #include "e2e_fixture.h"
 #include "setter_sequence.h"
@@ -15,6 +15,9 @@ constexpr int kFleet = 99;
 class FleetTest : public EndToEndTest {
 protected:
     void SetUp() override {
+        // No request of the fleet ends on its own during a test, so a client
+        // that cannot keep every camera's request in flight at once shows.
+        setenv("OSC_REQUEST_TIMEOUT_MS", "120000", 1);
         EndToEndTest::SetUp();
         oscsim::SimConfig base;
         base.port = 0;
@@ -24,6 +27,7 @@ protected:
     void TearDown() override {
         EndToEndTest::TearDown();
         fleet_->stop();
+        unsetenv("OSC_REQUEST_TIMEOUT_MS");
     }
     std::vector<std::unique_ptr<oscsim::CameraSim>>& cameras() { return fleet_->cameras(); }
 
