@@ -50,6 +50,18 @@ TEST_F(Worker, ValuesAreReadWhenSentNotWhenQueued) {
     EXPECT_EQ(camera_calls(), std::vector<std::string>(2, "SetContrast(2, 8081)"));
 }
 
+// Asking for a camera's document makes its record without a worker; its first
+// command gives it the one worker that sends everything that follows.
+TEST_F(Worker, ACameraFirstOnlyAskedAboutGetsOneWorker) {
+    document();
+    answer_everything();
+    SetBrightness(kIp, kPort, 1);
+    SetContrast(kIp, kPort, 2);
+    wait_for_marker();
+    EXPECT_EQ(camera_calls(),
+              (std::vector<std::string>{"SetBrightness(1, 8081)", "SetContrast(2, 8081)"}));
+}
+
 TEST_F(Worker, UnreachableCameraDropsEverythingQueuedWithOneLine) {
     held_camera();
     Access::edit(kIp, [](CAM_PARAM& r) { r.got_param = true; });
