@@ -46,6 +46,10 @@ const std::vector<BadInput> kBadInputs = {
     {"MistypedIdentity", answer(R"({"model":["M3"],"serialNumber":7})"), 0},
     {"NumberBeyondDouble", answer(options(R"("_brightness":1e400)")), 1},
     {"BeyondThirtyTwoBits", answer(options(R"("_brightness":4294967296)")), 1},
+    {"BeyondFloat",
+     answer(options(R"("_fileFormatPreview":[{"width":1,"height":1,"type":"h264","framerate":1,)"
+                    R"("fov":{"max_fovH":1,"max_fovV":1,"h_start_deg":1e39}}])")),
+     1},
     {"NegativeWhereUnsigned", answer(options(R"("_roi":{"srcWidth":-1})")), 1},
     {"MoreRegionsThanTheLayoutHolds",
      answer(options(R"("_roi":{"srcWidth":1,"srcHeight":1,"dstWidth":1,"dstHeight":1,"roiNum":99,)"
