@@ -8,10 +8,12 @@ using Clock = std::chrono::steady_clock;
 
 class Worker : public HandlerTest {
 protected:
-    // A gate far beyond every wait below: a command held by it shows as a timeout.
+    // A gate far beyond every wait below: a command held by it shows as a
+    // timeout. Every pause as long as the reboot's, far from a pass.
     void restart_with_long_gate() {
         WorkerTimings timings = short_worker_timings();
         timings.gate = 60s;
+        timings.ports_pause = timings.syslog_pause = timings.reboot_pause;
         restart(timings);
     }
     void held_camera() {
@@ -89,11 +91,13 @@ TEST_P(Pauses, HoldTheNextCommandAndPrintTheirLines) {
     restart_with_long_gate();
     if (GetParam().answered) answer_everything();
     testing::internal::CaptureStdout();
+    const auto called = Clock::now();
     GetParam().call();
     SetBrightness(kIp, kPort, 3);
     const bool sent = client().wait_for_call("SetBrightness(10.0.0.5, 3, 8081)");
     const std::string out = testing::internal::GetCapturedStdout();
     ASSERT_TRUE(sent);
+    EXPECT_GE(Clock::now() - called, short_worker_timings().reboot_pause);
     const std::string word = GetParam().word;
     EXPECT_NE(out.find("Thread 0(10.0.0.5) " + word + " sleep.\nThread 0(10.0.0.5) " + word +
                        " awaked.\n"),
