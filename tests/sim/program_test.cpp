@@ -94,4 +94,36 @@ TEST(SimProgram, FlagsSetTheModelVersionsAndUpdatePace) {
     EXPECT_EQ(post_command(slow, update, 2s), "no answer");
 }
 
+// Every option of the documented table that changes no pacing or identity is
+// one the program takes: a misspelt name stops it before it listens.
+TEST(SimProgram, TakesEveryDocumentedFaultOption) {
+    SimProgram sim({"--cameras",
+                    "1",
+                    "--ast1235",
+                    "X",
+                    "--reboot-ms",
+                    "1",
+                    "--keep-alive-s",
+                    "0",
+                    "--user",
+                    "u",
+                    "--password",
+                    "p",
+                    "--latency-ms",
+                    "1",
+                    "--drop",
+                    "--refuse",
+                    "--malformed",
+                    "--wrong-type",
+                    "--never-answer",
+                    "--server-error",
+                    "--stall",
+                    "--fail-update",
+                    "hw",
+                    "--omit-state",
+                    "mode",
+                    "--log"});
+    EXPECT_GT(sim.port(), 0);
+}
+
 }  // namespace
