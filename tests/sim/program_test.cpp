@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <cstdio>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -97,33 +99,11 @@ TEST(SimProgram, FlagsSetTheModelVersionsAndUpdatePace) {
 // Every option of the documented table that changes no pacing or identity is
 // one the program takes: a misspelt name stops it before it listens.
 TEST(SimProgram, TakesEveryDocumentedFaultOption) {
-    SimProgram sim({"--cameras",
-                    "1",
-                    "--ast1235",
-                    "X",
-                    "--reboot-ms",
-                    "1",
-                    "--keep-alive-s",
-                    "0",
-                    "--user",
-                    "u",
-                    "--password",
-                    "p",
-                    "--latency-ms",
-                    "1",
-                    "--drop",
-                    "--refuse",
-                    "--malformed",
-                    "--wrong-type",
-                    "--never-answer",
-                    "--server-error",
-                    "--stall",
-                    "--fail-update",
-                    "hw",
-                    "--omit-state",
-                    "mode",
-                    "--log"});
-    EXPECT_GT(sim.port(), 0);
+    std::istringstream words(
+        "--cameras 1 --ast1235 X --reboot-ms 1 --keep-alive-s 0 --user u --password p "
+        "--latency-ms 1 --drop --refuse --malformed --wrong-type --never-answer --server-error "
+        "--stall --fail-update hw --omit-state mode --log");
+    EXPECT_GT(SimProgram({std::istream_iterator<std::string>(words), {}}).port(), 0);
 }
 
 }  // namespace
