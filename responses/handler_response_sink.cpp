@@ -6,8 +6,14 @@ HandlerResponseSink::HandlerResponseSink(OSCAPIHANDLER& handler, std::string ip,
                                          CameraEntryPtr camera, int slot)
     : handler_(handler), ip_(std::move(ip)), camera_(std::move(camera)), slot_(slot) {}
 
+// On a copy: an answer value the edit cannot read (it throws) leaves the
+// record as it was, not half changed.
 void HandlerResponseSink::update(const RecordEdit& edit) {
-    camera_->update(edit);
+    camera_->update([&edit](CAM_PARAM& record) {
+        CAM_PARAM edited = record;
+        edit(edited);
+        record = std::move(edited);
+    });
 }
 
 void HandlerResponseSink::queue(const char* command, const RecordEdit& edit) {

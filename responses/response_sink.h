@@ -17,8 +17,9 @@ public:
     // The camera's IP text, exactly as the client library delivered it.
     virtual const std::string& ip() const = 0;
 
-    // Runs edit on the camera's record under its lock. Read and write fields
-    // here; never report or queue from inside.
+    // Runs edit on the camera's record under its lock; when edit throws, the
+    // record stays as it was. Read and write fields here; never report or
+    // queue from inside.
     virtual void update(const RecordEdit& edit) = 0;
 
     // Holding the camera's queue lock: runs edit on the record (may be empty),

@@ -87,33 +87,28 @@ TEST_F(FirmwareTest, Update1230UploadsEachFileUnderItsOwnName) {
 
 // Updates the camera refuses or cannot finish: the last line or document.
 TEST_F(FirmwareTest, FailuresEndTheUpdateWithOneLastAnswer) {
-    using C = oscclient::OscClient;
     struct Case {
         const char* name;
         const char* fault;  // the simulator's fail_update switch
-        std::function<void(C&, FirmwareTest&, const char*, int)> call;
+        std::function<void()> call;
         std::string last;
     };
     const Case cases[] = {
         {"wrong module", "",
-         [](C& c, FirmwareTest& t, auto ip, int p) {
-             c.Update1230_4932(ip, t.file("ast_update_1230_4932.sh").c_str(), "", "", p);
+         [&] {
+             client->Update1230_4932(ip(), file("ast_update_1230_4932.sh").c_str(), "", "", port());
          },
          "[FW update next] Wrong camera ast1235 module detected, expected Q04932 or Q04937."},
         {"script missing on the camera", "",
-         [](C& c, FirmwareTest& t, auto ip, int p) {
-             c.UpdateFWAll(ip, t.file("update.img").c_str(), "", "", "", p);
-         },
+         [&] { client->UpdateFWAll(ip(), file("update.img").c_str(), "", "", "", port()); },
          "[FW update next] ast_update_1230_7261.sh not found"},
         {"hardware refused", "hw",
-         [](C& c, FirmwareTest& t, auto ip, int p) {
-             c.Update1220(ip, t.file("fw.img").c_str(), p);
-         },
+         [&] { client->Update1220(ip(), file("fw.img").c_str(), port()); },
          "[FW update next] Old Version of HW"},
         {"local file missing", "",
-         [](C& c, FirmwareTest& t, auto ip, int p) {
-             c.UpdateFWAll(ip, t.file("fw.img").c_str(), (t.dir_ + "/absent.sh").c_str(), "", "",
-                           p);
+         [&] {
+             client->UpdateFWAll(ip(), file("fw.img").c_str(), (dir_ + "/absent.sh").c_str(), "",
+                                 "", port());
          },
          json{{"name", "camera._uploadFile"},
               {"func", "UpdateFWAll"},
@@ -127,7 +122,7 @@ TEST_F(FirmwareTest, FailuresEndTheUpdateWithOneLastAnswer) {
         oscsim::Faults faults;
         faults.fail_update = c.fault;
         sim->set_faults(faults);
-        c.call(*client, *this, ip(), port());
+        c.call();
         const auto answers = until_finished();
         ASSERT_FALSE(answers.empty());
         EXPECT_EQ(answers.back().text, c.last);

@@ -99,48 +99,10 @@ public:
     }
     int Initialize() override { return record("Initialize", nullptr); }
 
-    // One logging override per interface operation, in interface order.
-    // clang-format off
-#define OP(Name, Params, ...) int Name Params override { return record(#Name, __VA_ARGS__); }
-#define PLAIN(Name) OP(Name, (const char* ip, int port), ip, port)
-#define VALUE(Name, Type) OP(Name, (const char* ip, Type value, int port), ip, value, port)
-#define FILES(Name) OP(Name, (const char* ip, const char* a, const char* b, const char* c, int port), ip, a, b, c, port)
-    PLAIN(GetOptionsAll) VALUE(SetBrightness, int) VALUE(SetContrast, int)
-    VALUE(SetSaturation, int) VALUE(SetAWB, int) VALUE(SetAutoAWB, int) VALUE(SetSharpness, int)
-    VALUE(SetAntiFlicker, int)
-    OP(SetStreamParam, (const char* ip, int w, int h, int zero, int fps, int port), ip, w, h, zero, fps, port)
-    OP(SetMainStreamFormat, (const char* ip, int w, int h, int zero, int fps, int fps2, int bitrate,
-       int gop, int port), ip, w, h, zero, fps, fps2, bitrate, gop, port)
-    VALUE(SetBitrate, int) PLAIN(SetDhcp)
-    OP(SetStaticIp, (const char* ip, const char* a, const char* g, const char* m, int port), ip, a, g, m, port)
-    PLAIN(GetAuthEnable) VALUE(SetAuthEnable, bool) PLAIN(GetROI)
-    OP(SetROI, (const char* ip, int port, video_layout_format layout), ip, port, layout)
-    VALUE(SetROI_Json, const char*) VALUE(Update1220, const char*)
-    FILES(Update1230_6127) FILES(Update1230_4932) FILES(Update1230_7261)
-    OP(UpdateFWAll, (const char* ip, const char* f1220, const char* a, const char* b, const char* c,
-       int port), ip, f1220, a, b, c, port)
-    PLAIN(GetFwVer1220ByIp) PLAIN(GetFwVer1220_1230) PLAIN(GetImrxMode) VALUE(SetImrxMode, int)
-    PLAIN(GetCameraPlacement) VALUE(SetCameraPlacement, bool) PLAIN(Reboot) PLAIN(StartStreaming)
-    PLAIN(StopStreaming) PLAIN(GetInfo) PLAIN(GetUpdateProgress) PLAIN(GetHdr)
-    VALUE(SetHDRValue, int) PLAIN(GetWdr) VALUE(SetWDRValue, int) VALUE(SetTiltShift, int)
-    PLAIN(AstParamRwSave)
-    OP(SetSyslogEnable, (const char* ip, const char* server, int sport, short on, int port), ip, server, sport, on, port)
-    PLAIN(EnableGyro) PLAIN(DisableGyro) PLAIN(GetQPpreview) PLAIN(GetProcessList)
-    PLAIN(GetAst1230UsbList) PLAIN(GetCpuUsage) PLAIN(GetMemoryUsage) PLAIN(GetGyroAndAccel)
-    PLAIN(GetNetSetting) PLAIN(GetSyslogEnable) PLAIN(GetCameraName) PLAIN(GetCameraState)
-    PLAIN(GetCaptureStatus) PLAIN(GetServicePorts)
-    OP(SetCameraPorts, (const char* ip, int http, int https, int rtsp, int port), ip, http, https, rtsp, port)
-    VALUE(SendCmdLine, const char*) PLAIN(TakeScreenShot)
-    // clang-format on
-#undef OP
-#undef PLAIN
-#undef VALUE
-#undef FILES
-
-                                                                                private :
-        // ip is the camera argument, or null for operations without one.
-        template <typename... Args>
-        int record(const char* name, const char* ip, const Args&... args) {
+private:
+    // ip is the camera argument, or null for operations without one.
+    template <typename... Args>
+    int record(const char* name, const char* ip, const Args&... args) {
         std::string line = name;
         if (ip != nullptr) {
             line += "(" + as_text(ip);
@@ -196,6 +158,41 @@ public:
     std::deque<Delivery> queue_;  // guarded by the state lock
     bool stopping_ = false;
     std::thread thread_{[this] { deliver_until_stopped(); }};  // last: uses the members above
+
+public:
+    // One logging override per interface operation, in interface order.
+    // clang-format off
+#define OP(Name, Params, ...) int Name Params override { return record(#Name, __VA_ARGS__); }
+#define PLAIN(Name) OP(Name, (const char* ip, int port), ip, port)
+#define VALUE(Name, Type) OP(Name, (const char* ip, Type value, int port), ip, value, port)
+#define FILES(Name) OP(Name, (const char* ip, const char* a, const char* b, const char* c, int port), ip, a, b, c, port)
+    PLAIN(GetOptionsAll) VALUE(SetBrightness, int) VALUE(SetContrast, int)
+    VALUE(SetSaturation, int) VALUE(SetAWB, int) VALUE(SetAutoAWB, int) VALUE(SetSharpness, int)
+    VALUE(SetAntiFlicker, int)
+    OP(SetStreamParam, (const char* ip, int w, int h, int zero, int fps, int port), ip, w, h, zero, fps, port)
+    OP(SetMainStreamFormat, (const char* ip, int w, int h, int zero, int fps, int fps2, int bitrate,
+       int gop, int port), ip, w, h, zero, fps, fps2, bitrate, gop, port)
+    VALUE(SetBitrate, int) PLAIN(SetDhcp)
+    OP(SetStaticIp, (const char* ip, const char* a, const char* g, const char* m, int port), ip, a, g, m, port)
+    PLAIN(GetAuthEnable) VALUE(SetAuthEnable, bool) PLAIN(GetROI)
+    OP(SetROI, (const char* ip, int port, video_layout_format layout), ip, port, layout)
+    VALUE(SetROI_Json, const char*) VALUE(Update1220, const char*)
+    FILES(Update1230_6127) FILES(Update1230_4932) FILES(Update1230_7261)
+    OP(UpdateFWAll, (const char* ip, const char* f1220, const char* a, const char* b, const char* c,
+       int port), ip, f1220, a, b, c, port)
+    PLAIN(GetFwVer1220ByIp) PLAIN(GetFwVer1220_1230) PLAIN(GetImrxMode) VALUE(SetImrxMode, int)
+    PLAIN(GetCameraPlacement) VALUE(SetCameraPlacement, bool) PLAIN(Reboot) PLAIN(StartStreaming)
+    PLAIN(StopStreaming) PLAIN(GetInfo) PLAIN(GetUpdateProgress) PLAIN(GetHdr)
+    VALUE(SetHDRValue, int) PLAIN(GetWdr) VALUE(SetWDRValue, int) VALUE(SetTiltShift, int)
+    PLAIN(AstParamRwSave)
+    OP(SetSyslogEnable, (const char* ip, const char* server, int sport, short on, int port), ip, server, sport, on, port)
+    PLAIN(EnableGyro) PLAIN(DisableGyro) PLAIN(GetQPpreview) PLAIN(GetProcessList)
+    PLAIN(GetAst1230UsbList) PLAIN(GetCpuUsage) PLAIN(GetMemoryUsage) PLAIN(GetGyroAndAccel)
+    PLAIN(GetNetSetting) PLAIN(GetSyslogEnable) PLAIN(GetCameraName) PLAIN(GetCameraState)
+    PLAIN(GetCaptureStatus) PLAIN(GetServicePorts)
+    OP(SetCameraPorts, (const char* ip, int http, int https, int rtsp, int port), ip, http, https, rtsp, port)
+    VALUE(SendCmdLine, const char*) PLAIN(TakeScreenShot)
+    // clang-format on
 };
 
 }  // namespace

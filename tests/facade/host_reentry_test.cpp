@@ -17,34 +17,25 @@ struct Trigger {
     std::function<void(DoubleState&)> cause;
 };
 
-void answer(DoubleState& client, const std::string& text) {
-    client.respond(text, kIp);
+// The camera answers with this text.
+std::function<void(DoubleState&)> answered(std::string text) {
+    return [text](DoubleState& client) { client.respond(text, kIp); };
 }
 
 const Trigger kTriggers[] = {
     {"DeviceList", "devices ", [](DoubleState& c) { c.discover({"cam,10.0.0.7,8082"}); }},
     {"Parameters", "params 10.0.0.5",
-     [](DoubleState& c) {
-         answer(c,
-                options_answer({{"_imrxVersion", {{"AST1220", "AST_07_b"}, {"AST1235", "Q1"}}}}));
-     }},
-    {"Result", "result 10.0.0.5",
-     [](DoubleState& c) { answer(c, R"({"name":"camera._getLivePreview","state":"done"})"); }},
+     answered(options_answer({{"_imrxVersion", {{"AST1220", "AST_07_b"}, {"AST1235", "Q1"}}}}))},
+    {"Result", "result 10.0.0.5", answered(R"({"name":"camera._getLivePreview","state":"done"})")},
     {"Health", "health 10.0.0.5",
-     [](DoubleState& c) {
-         answer(c, R"({"name":"state","state":{"imrxMode":1,"mode":["inPreview"],)"
-                   R"("ProcessList":{"state":"OK"},"CpuUsage":{"CPU used":1},)"
-                   R"("MemoryUsage":{"Total":4,"used":1}}})");
-     }},
+     answered(R"({"name":"state","state":{"imrxMode":1,"mode":["inPreview"],)"
+              R"("ProcessList":{"state":"OK"},"CpuUsage":{"CPU used":1},)"
+              R"("MemoryUsage":{"Total":4,"used":1}}})")},
     {"FirmwareResult", "upload 10.0.0.5",
-     [](DoubleState& c) {
-         answer(c, R"({"name": "camera.uploadfile","func": "UploadFile","results": )"
-                   R"({"options": {"uploadfile": update.img}},"state": "done"})");
-     }},
-    {"FirmwareProgress", "progress 10.0.0.5",
-     [](DoubleState& c) { answer(c, "[Fw Update Msg] writing flash"); }},
-    {"RebootState", "reboot 10.0.0.5",
-     [](DoubleState& c) { answer(c, R"({"name":"reboot","state":"done"})"); }},
+     answered(R"({"name": "camera.uploadfile","func": "UploadFile","results": )"
+              R"({"options": {"uploadfile": update.img}},"state": "done"})")},
+    {"FirmwareProgress", "progress 10.0.0.5", answered("[Fw Update Msg] writing flash")},
+    {"RebootState", "reboot 10.0.0.5", answered(R"({"name":"reboot","state":"done"})")},
     // On the camera's worker thread, between its log line and its client call.
     {"LogOfTheWorker", "log Thread 0 10.0.0.5send command AstParamRwSave",
      [](DoubleState&) { SaveParam(kIp, kPort); }},
@@ -112,12 +103,9 @@ protected:
     // Pauses and the answer gate long enough that waiting one out would show.
     void SetUp() override {
         HandlerTest::SetUp();
-        Destroy();
         WorkerTimings timings = short_worker_timings();
         timings.gate = timings.reboot_pause = timings.ports_pause = timings.syslog_pause = 60s;
-        testing_hooks::set_worker_timings(timings);
-        Init(ClientDouble::directory().c_str());
-        HostEvents::install();
+        restart(timings);
         GetParam().start();
         ASSERT_TRUE(client().wait_for_call(GetParam().call));
         SetBrightness(kIp, kPort, 1);  // held behind the state

@@ -26,21 +26,21 @@ CAM_PARAM one_region(int mode, std::uint8_t projection) {
     return r;
 }
 
-struct Region {
-    const char* name;
-    int mode, projection, reported_height;
-};
-
-// Only perspective regions in mode 3 report the height the geometry gives.
-TEST(RegionHeight, IsComputedForPerspectiveRegionsInModeThreeOnly) {
-    const Region kRegions[] = {{"PerspectiveInModeThree", 3, 1, 626},
-                               {"PlainInModeThree", 3, 0, 500},
-                               {"PerspectiveInModeTwo", 2, 1, 500},
-                               {"PlainInModeTwo", 2, 0, 500}};
-    for (const Region& r : kRegions) {
-        EXPECT_EQ(roi_object(one_region(r.mode, r.projection))["roiParam"][0]["srcH"],
-                  r.reported_height)
-            << r.name;
+// The layout is in the document in modes 2 and 3 only; only perspective
+// regions in mode 3 report the height the geometry gives.
+TEST(ParameterDocument, CarriesTheLayoutInModesTwoAndThreeWithPerspectiveHeightsInThree) {
+    for (int mode = 0; mode <= 4; ++mode) {
+        for (std::uint8_t projection : {0, 1}) {
+            const auto document =
+                nlohmann::json::parse(parameter_document(one_region(mode, projection), true));
+            const bool regions = mode == 2 || mode == 3;
+            ASSERT_EQ(document.contains("_roi"), regions) << "mode " << mode;
+            if (regions) {
+                EXPECT_EQ(document["_roi"]["roiParam"][0]["srcH"],
+                          mode == 3 && projection == 1 ? 626 : 500)
+                    << "mode " << mode << ", projection " << int{projection};
+            }
+        }
     }
 }
 
@@ -88,13 +88,6 @@ TEST(RoiDocument, ReportsAtMostTheFifteenRegionsTheLayoutHolds) {
     EXPECT_EQ(roi["roiNum"], 15);
     EXPECT_EQ(roi["roiParam"].size(), 15u);
     EXPECT_EQ(model::roi_document(r), (nlohmann::json{{"_roi", roi}}.dump()));
-}
-
-TEST(ParameterDocument, CarriesTheLayoutInModesTwoAndThreeOnly) {
-    for (int mode = 0; mode <= 4; ++mode) {
-        const auto document = nlohmann::json::parse(parameter_document(one_region(mode, 0), true));
-        EXPECT_EQ(document.contains("_roi"), mode == 2 || mode == 3) << "mode " << mode;
-    }
 }
 
 // Written as text without the JSON library: the document parses, and holds

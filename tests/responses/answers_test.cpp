@@ -70,8 +70,6 @@ const std::vector<Answer> kAnswers = {
     answer("UploadedUnknownFile", {}, upload("other.bin"), 0, {}),
     // Device state
     answer("RebootDone", {}, R"({"name":"reboot","state":"done"})", 0, {"reboot 10.0.0.5 true"}),
-    answer("LivePreviewStarted", {}, R"({"name":"camera._getLivePreview","state":"done"})", 0,
-           {"result 10.0.0.5 StartStreaming ok "}),
     answer("LivePreviewFailed", {}, R"({"name":"camera._getLivePreview","state":"error"})", 0,
            {"result 10.0.0.5 StartStreaming failed Failed."}),
     answer("StateComplete", {}, kFullState, 0, {"health 10.0.0.5 1 12.5 25 1 1"}, {{"mode", 1}}),
@@ -92,7 +90,8 @@ const std::vector<Answer> kAnswers = {
     answer("CaptureDoneWithId", {},
            R"({"name":"camera.startCapture","func":"GetCaptureStatus","state":"done","id":"9"})", 0,
            {"result 10.0.0.5 TakeScreenShot ok http://10.0.0.5/tmp/capture9.jpeg"}),
-    // Command-line results
+    // Command-line results (network, syslog, authentication and the OEM
+    // version: see the full refresh)
     answer("ProcessListFailed", {}, kFailedProcess, 0,
            {"log GetProcessList failed: " + kFailedProcess}),
     answer("GyroAndAccel", {},
@@ -101,19 +100,6 @@ const std::vector<Answer> kAnswers = {
     answer("GyroAndAccelEmpty", {},
            cmdline_answer("GetGyroAndAccel", {{"response", json::array()}}), 0,
            {"result 10.0.0.5 GetGyroAndAccel failed No data."}),
-    answer("EthernetSettings", {},
-           cmdline_answer("GetEthernetSettings",
-                          {{"response", {"static", "10.2.0.9", "255.0.0.0", "10.2.0.1"}}}),
-           0, {},
-           {{"is_static_ip", true},
-            {"static_ip", "10.2.0.9"},
-            {"mask", "255.0.0.0"},
-            {"gateway", "10.2.0.1"}}),
-    answer("SyslogSettings", {},
-           cmdline_answer("GetSyslogSettings", {{"response", {"1", "516", "10.2.0.7"}}}), 0, {},
-           {{"enable_log_server", true}, {"log_server_port", 516}, {"log_server_ip", "10.2.0.7"}}),
-    answer("AuthEnable", {}, cmdline_answer("GetAuthEnable", {{"response", {"1"}}}), 0, {},
-           {{"auth_enabled", true}}),
     // Up to generation 7 the encoder settings complete the parameters.
     answer("QpPreviewOldGeneration", given([](CAM_PARAM& r) { r.ast1220_ver = "AST_07_x"; }),
            cmdline_answer("GetQpPreview", {{"response", {"6000000 45 1"}}}), 0, {"params 10.0.0.5"},
@@ -130,9 +116,7 @@ const std::vector<Answer> kAnswers = {
            cmdline_answer("GetMemoryUsage",
                           {{"options", {{"MemoryUsage", {{"Total", 400}, {"used", 100}}}}}}),
            0, {"health 10.0.0.5 0 3.5 25 0 0"}),
-    answer("OemVersionAsked", given([](CAM_PARAM& r) { r.oem_version_pending = true; }),
-           cmdline_answer("SendCmdLine", {{"response", {"OEM 2.4"}}}), 0, {},
-           {{"oem_fw_version", "OEM 2.4"}}),
+    // Only an asked-for OEM version is stored (the full refresh asks).
     answer("OemVersionNotAsked", {}, cmdline_answer("SendCmdLine", {{"response", {"OEM 2.4"}}}), 0,
            {}),
     // Acknowledged settings, under the exported name the host called

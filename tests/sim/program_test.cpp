@@ -1,5 +1,7 @@
 // osc-camera-sim as a user starts it: what its flags change, seen over HTTP.
 #include <chrono>
+#include <iterator>
+#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -45,6 +47,16 @@ TEST(SimProgram, FlagsSetTheModelVersionsAndUpdatePace) {
     SimProgram slow({"--update-step-ms", "60000"});
     ASSERT_GT(slow.port(), 0);
     EXPECT_EQ(post_command(slow, update, 2s), "no answer");
+}
+
+// Every option of the documented table that changes no pacing or identity is
+// one the program takes: a misspelt name stops it before it listens.
+TEST(SimProgram, TakesEveryDocumentedFaultOption) {
+    std::istringstream words(
+        "--cameras 1 --ast1235 X --reboot-ms 1 --keep-alive-s 0 --user u --password p "
+        "--latency-ms 1 --drop --refuse --malformed --wrong-type --never-answer --server-error "
+        "--stall --fail-update hw --omit-state mode --log");
+    EXPECT_GT(SimProgram({std::istream_iterator<std::string>(words), {}}).port(), 0);
 }
 
 }  // namespace

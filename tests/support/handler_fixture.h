@@ -57,17 +57,23 @@ inline json document(const std::string& ip = kIp) {
 class HandlerTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        testing_hooks::set_worker_timings(short_worker_timings());
         events().clear();
         double_.emplace();
-        Init(ClientDouble::directory().c_str());
-        HostEvents::install();
-        client().clear();
+        restart(short_worker_timings());
     }
     void TearDown() override {
         Destroy();
         double_.reset();
         testing_hooks::reset_worker_timings();
+    }
+
+    // A new handler with these timings, over the same double.
+    void restart(const WorkerTimings& timings) {
+        Destroy();  // does nothing before the first Init
+        testing_hooks::set_worker_timings(timings);
+        Init(ClientDouble::directory().c_str());
+        HostEvents::install();
+        client().clear();
     }
 
     DoubleState& client() { return **double_; }

@@ -1,5 +1,6 @@
-// Records every host callback of the handler, typed and as one text line per
-// event. Callbacks are plain C function pointers, so there is one recorder.
+// Records every host callback of the handler as one text line per event, and
+// results, documents, device lists and log lines also as values. Callbacks
+// are plain C function pointers, so there is one recorder.
 #pragma once
 
 #include <algorithm>
@@ -23,14 +24,8 @@ struct CommandResult {
     }
 };
 
-struct ProgressReport {
-    std::string ip, text;
-    int percent = 0;
-};
-
 class HostEvents {
 public:
-    using Flag = std::pair<std::string, bool>;
     using Document = std::pair<std::string, std::string>;  // ip, JSON
     static HostEvents& instance() {
         static HostEvents events;
@@ -52,8 +47,6 @@ public:
     std::vector<CommandResult> results() const { return copy(&HostEvents::results_); }
     std::vector<Document> parameters() const { return copy(&HostEvents::parameters_); }
     std::vector<std::string> device_lists() const { return copy(&HostEvents::device_lists_); }
-    std::vector<ProgressReport> progress() const { return copy(&HostEvents::progress_); }
-    std::vector<Flag> uploads() const { return copy(&HostEvents::uploads_); }
     std::vector<std::string> logs() const { return copy(&HostEvents::logs_); }
     bool has_line(const std::string& line) const {
         const std::vector<std::string> all = lines();
@@ -101,14 +94,15 @@ private:
         std::lock_guard<std::mutex> lock(mutex());
         return this->*member;
     }
-    template <class T>
-    static void add(std::vector<T> HostEvents::*member, T value, std::string line) {
+    // The event's line and, for some kinds, its typed form.
+    template <class T = int>
+    static void add(std::string line, std::vector<T> HostEvents::*member = nullptr, T value = {}) {
         std::function<void()> reaction;
         {
             std::lock_guard<std::mutex> lock(mutex());
             auto& [prefix, action] = instance().reaction_;
             if (action && line.rfind(prefix, 0) == 0) reaction = std::exchange(action, nullptr);
-            (instance().*member).push_back(std::move(value));
+            if (member) (instance().*member).push_back(std::move(value));
             instance().lines_.push_back(std::move(line));
             ++instance().generation_;
         }
@@ -118,34 +112,33 @@ private:
     static std::string flag(bool b) { return b ? "true" : "false"; }
 
     static void on_device_list(const char* list) {
-        add(&HostEvents::device_lists_, std::string(list), std::string("devices ") + list);
+        add(std::string("devices ") + list, &HostEvents::device_lists_, std::string(list));
     }
     static void on_parameters(const char* ip, const char* json) {
-        add(&HostEvents::parameters_, Document(ip, json), std::string("params ") + ip + " " + json);
+        add(std::string("params ") + ip + " " + json, &HostEvents::parameters_, Document(ip, json));
     }
     static void on_result(const char* ip, const char* command, bool ok, const char* message) {
-        add(&HostEvents::results_, CommandResult{ip, command, ok, message},
-            std::string("result ") + ip + " " + command + (ok ? " ok " : " failed ") + message);
+        add(std::string("result ") + ip + " " + command + (ok ? " ok " : " failed ") + message,
+            &HostEvents::results_, CommandResult{ip, command, ok, message});
     }
     static void on_health(const char* ip, bool process_ok, float cpu, float memory, bool preview,
                           int mode) {
         char text[160];
         std::snprintf(text, sizeof text, "health %s %d %g %g %d %d", ip, process_ok, cpu, memory,
                       preview, mode);
-        add(&HostEvents::text_only_, 0, text);
+        add(text);
     }
     static void on_upload(const char* ip, bool ok) {
-        add(&HostEvents::uploads_, Flag(ip, ok), std::string("upload ") + ip + " " + flag(ok));
+        add(std::string("upload ") + ip + " " + flag(ok));
     }
     static void on_progress(const char* ip, const char* text, int value) {
-        add(&HostEvents::progress_, ProgressReport{ip, text, value},
-            std::string("progress ") + ip + " " + std::to_string(value) + " " + text);
+        add(std::string("progress ") + ip + " " + std::to_string(value) + " " + text);
     }
     static void on_reboot(const char* ip, bool state) {
-        add(&HostEvents::text_only_, 0, std::string("reboot ") + ip + " " + flag(state));
+        add(std::string("reboot ") + ip + " " + flag(state));
     }
     static void on_log(const char* line) {
-        add(&HostEvents::logs_, std::string(line), std::string("log ") + line);
+        add(std::string("log ") + line, &HostEvents::logs_, std::string(line));
     }
 
     unsigned long generation_ = 0;
@@ -153,7 +146,4 @@ private:
     std::vector<std::string> lines_, device_lists_, logs_;
     std::vector<CommandResult> results_;
     std::vector<Document> parameters_;
-    std::vector<ProgressReport> progress_;
-    std::vector<Flag> uploads_;
-    std::vector<int> text_only_;  // health and reboot reports: read as lines only
 };

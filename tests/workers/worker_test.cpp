@@ -8,14 +8,13 @@ using Clock = std::chrono::steady_clock;
 
 class Worker : public HandlerTest {
 protected:
-    // A gate far beyond every wait below: a command held by it shows as a timeout.
+    // A gate far beyond every wait below: a command held by it shows as a
+    // timeout. Every pause as long as the reboot's, far from a pass.
     void restart_with_long_gate() {
-        Destroy();
         WorkerTimings timings = short_worker_timings();
         timings.gate = 60s;
-        testing_hooks::set_worker_timings(timings);
-        Init(ClientDouble::directory().c_str());
-        HostEvents::install();
+        timings.ports_pause = timings.syslog_pause = timings.reboot_pause;
+        restart(timings);
     }
     void held_camera() {
         Access::ensure(kIp);
@@ -53,6 +52,18 @@ TEST_F(Worker, ValuesAreReadWhenSentNotWhenQueued) {
     EXPECT_EQ(camera_calls(), std::vector<std::string>(2, "SetContrast(2, 8081)"));
 }
 
+// Asking for a camera's document makes its record without a worker; its first
+// command gives it the one worker that sends everything that follows.
+TEST_F(Worker, ACameraFirstOnlyAskedAboutGetsOneWorker) {
+    document();
+    answer_everything();
+    SetBrightness(kIp, kPort, 1);
+    SetContrast(kIp, kPort, 2);
+    wait_for_marker();
+    EXPECT_EQ(camera_calls(),
+              (std::vector<std::string>{"SetBrightness(1, 8081)", "SetContrast(2, 8081)"}));
+}
+
 TEST_F(Worker, UnreachableCameraDropsEverythingQueuedWithOneLine) {
     held_camera();
     Access::edit(kIp, [](CAM_PARAM& r) { r.got_param = true; });
@@ -80,11 +91,13 @@ TEST_P(Pauses, HoldTheNextCommandAndPrintTheirLines) {
     restart_with_long_gate();
     if (GetParam().answered) answer_everything();
     testing::internal::CaptureStdout();
+    const auto called = Clock::now();
     GetParam().call();
     SetBrightness(kIp, kPort, 3);
     const bool sent = client().wait_for_call("SetBrightness(10.0.0.5, 3, 8081)");
     const std::string out = testing::internal::GetCapturedStdout();
     ASSERT_TRUE(sent);
+    EXPECT_GE(Clock::now() - called, short_worker_timings().reboot_pause);
     const std::string word = GetParam().word;
     EXPECT_NE(out.find("Thread 0(10.0.0.5) " + word + " sleep.\nThread 0(10.0.0.5) " + word +
                        " awaked.\n"),
