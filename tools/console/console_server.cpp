@@ -2,13 +2,16 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/console/camera_actions.h"
+#include "tools/console/console_http.h"
 #include "tools/console/event_stream.h"
+#include "tools/console/fleet_routes.h"
 #include "tools/console/fleet_view.h"
 #include "tools/console/page_assets.h"
 
@@ -38,15 +41,8 @@ const httplib::Headers kSecurityHeaders = {
      "frame-ancestors 'none'"},
 };
 
-void send_json(httplib::Response& res, int status, const json& body) {
-    res.status = status;
-    res.set_header("Cache-Control", "no-store");
-    res.set_content(dump(body), "application/json");
-}
-
-void send_error(httplib::Response& res, int status, const std::string& message) {
-    send_json(res, status, {{"error", message}});
-}
+// A firmware upload's parts around its files.
+constexpr std::size_t kUploadOverhead = 1024 * 1024;
 
 RequestFacts facts_of(const httplib::Request& req) {
     return {req.method,
@@ -62,13 +58,26 @@ bool is_json(const httplib::Request& req) {
     return req.get_header_value("Content-Type").rfind("application/json", 0) == 0;
 }
 
+// Only a rollout's upload may be large; the server's own limit is set for it.
+std::optional<Denial> body_denial(const httplib::Request& req) {
+    if (req.path == kRolloutPath) return std::nullopt;
+    if (req.get_header_value("Transfer-Encoding").find("chunked") != std::string::npos)
+        return Denial{411, "send a Content-Length"};
+    if (std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10) > kMaxBody)
+        return Denial{413,
+                      "the request body is larger than " + std::to_string(kMaxBody) + " bytes"};
+    return std::nullopt;
+}
+
 }  // namespace
 
 class ConsoleServer::Impl {
 public:
-    Impl(FleetStore& store, const AccessPolicy& policy) : store_(store), policy_(policy) {
+    Impl(FleetStore& store, const AccessPolicy& policy, FleetOperations* operations)
+        : store_(store), policy_(policy), operations_(operations) {
         server_.new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
-        server_.set_payload_max_length(kMaxBody);
+        server_.set_payload_max_length(operations ? operations->max_upload_bytes() + kUploadOverhead
+                                                  : kMaxBody);
         server_.set_socket_options([](socket_t sock) {
             const int yes = 1;
             setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
@@ -81,6 +90,10 @@ public:
                     send_error(res, denial->status, denial->message);
                     return httplib::Server::HandlerResponse::Handled;
                 }
+                if (const auto denial = body_denial(req)) {
+                    send_error(res, denial->status, denial->message);
+                    return httplib::Server::HandlerResponse::Handled;
+                }
                 return httplib::Server::HandlerResponse::Unhandled;
             });
         server_.set_exception_handler(
@@ -89,6 +102,7 @@ public:
             });
         install_page();
         install_api();
+        if (operations_) install_fleet_routes(server_, store_, *operations_);
     }
 
     void install_page() {
@@ -118,7 +132,7 @@ public:
 
     void install_api() {
         server_.Get("/api/cameras", [this](const httplib::Request&, httplib::Response& res) {
-            send_json(res, 200, cards_json(store_.changes_since(0).cameras));
+            send_json(res, 200, details_json(store_.changes_since(0).cameras, Moment::now().wall));
         });
         // The settings the detail view offers, from the one settings table.
         server_.Get("/api/settings", [](const httplib::Request&, httplib::Response& res) {
@@ -143,11 +157,17 @@ public:
                      [this](const httplib::Request& req, httplib::Response& res) {
                          if (!req.body.empty() && !is_json(req))
                              return send_error(res, 415, "actions take a JSON body");
+                         const json body = req.body.empty() ? json::object()
+                                                            : json::parse(req.body, nullptr, false);
+                         const auto request = parse_action(req.matches[2], body);
                          const ActionOutcome outcome =
-                             run_action(store_, req.matches[1], req.matches[2], req.body);
-                         if (outcome.status >= 400)
+                             std::holds_alternative<ActionOutcome>(request)
+                                 ? std::get<ActionOutcome>(request)
+                                 : perform_action(store_, req.matches[1],
+                                                  std::get<ActionRequest>(request), actor_of(req));
+                         if (!outcome.queued())
                              return send_error(res, outcome.status, outcome.message);
-                         send_json(res, outcome.status, {{"queued", outcome.message}});
+                         send_json(res, outcome.status, {{"queued", outcome.operation}});
                      });
         server_.Get("/api/events",
                     [this](const httplib::Request&, httplib::Response& res) { serve_events(res); });
@@ -158,7 +178,7 @@ public:
             --streams_;
             return send_error(res, 503, "too many open event streams");
         }
-        auto stream = std::make_shared<EventStream>(store_);
+        auto stream = std::make_shared<EventStream>(store_, operations_);
         res.set_header("Cache-Control", "no-store");
         res.set_chunked_content_provider(
             "text/event-stream",
@@ -175,13 +195,15 @@ public:
 
     FleetStore& store_;
     const AccessPolicy& policy_;
+    FleetOperations* operations_;
     httplib::Server server_;
     std::atomic<int> streams_{0};
     std::thread listener_;
 };
 
-ConsoleServer::ConsoleServer(FleetStore& store, const AccessPolicy& policy)
-    : impl_(std::make_unique<Impl>(store, policy)) {}
+ConsoleServer::ConsoleServer(FleetStore& store, const AccessPolicy& policy,
+                             FleetOperations* operations)
+    : impl_(std::make_unique<Impl>(store, policy, operations)) {}
 
 ConsoleServer::~ConsoleServer() {
     stop();

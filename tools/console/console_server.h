@@ -6,13 +6,16 @@
 #include <string>
 
 #include "tools/console/access_policy.h"
+#include "tools/console/fleet_operations.h"
 #include "tools/console/fleet_store.h"
 
 namespace osconsole {
 
 class ConsoleServer {
 public:
-    ConsoleServer(FleetStore& store, const AccessPolicy& policy);
+    // Without `operations` there are no bulk actions and no rollout.
+    ConsoleServer(FleetStore& store, const AccessPolicy& policy,
+                  FleetOperations* operations = nullptr);
     ~ConsoleServer();
     ConsoleServer(const ConsoleServer&) = delete;
     ConsoleServer& operator=(const ConsoleServer&) = delete;

@@ -18,6 +18,7 @@
 #include "host/session.h"
 #include "tools/console/access_policy.h"
 #include "tools/console/console_server.h"
+#include "tools/console/fleet_operations.h"
 #include "tools/console/fleet_store.h"
 #include "tools/console/health_poller.h"
 #include "tools/console/screenshot_fetcher.h"
@@ -40,7 +41,10 @@ struct Options {
     std::vector<std::string> cameras;
     bool discover = false;
     std::string lib_dir;
-    int poll_ms = 2000;
+    int poll_ms = 5000;
+    int picture_minutes = 5;
+    int max_upload_mb = 512;
+    RolloutLimits rollout;
     bool verbose = false;
 };
 
@@ -97,9 +101,13 @@ int run(const Options& options, const char* argv0) {
     FleetStore store;
     const AccessPolicy policy(listen.host);
     ScreenshotFetcher fetcher(store);
-    // Destroyed before the store and the fetcher: no callback runs after it.
+    FleetOperations operations(store, options.rollout,
+                               static_cast<std::uint64_t>(options.max_upload_mb) * 1024 * 1024);
+    // Destroyed before the store, the fetcher and the operations: no
+    // callback runs after it.
     oschost::Session session(lib_dir, options.verbose);
     session.subscribe([&store](const oschost::Event& event) { store.on_event(event); });
+    session.subscribe([&operations](const oschost::Event& event) { operations.on_event(event); });
     session.subscribe([&store, &fetcher](const oschost::Event& event) {
         if (const auto* shot = std::get_if<oschost::CommandResult>(&event);
             shot && shot->ok && shot->command == "TakeScreenShot")
@@ -112,8 +120,9 @@ int run(const Options& options, const char* argv0) {
             std::fprintf(stderr, "osc-console: %s left out (listed twice, or more than %d)\n",
                          camera.ip.c_str(), osc_texts::kMaxCameras);
     if (options.discover) ScanSupportDevices();
-    HealthPoller poller(store, std::chrono::milliseconds(options.poll_ms));
-    ConsoleServer server(store, policy);
+    HealthPoller poller(store, std::chrono::milliseconds(options.poll_ms),
+                        std::chrono::minutes(options.picture_minutes));
+    ConsoleServer server(store, policy, &operations);
     const int port = server.start(listen.host, listen.port);
     if (port < 0) {
         std::fprintf(stderr, "osc-console: cannot listen on %s\n", options.listen.c_str());
@@ -131,6 +140,8 @@ int run(const Options& options, const char* argv0) {
     server.stop();
     poller.stop();
     fetcher.stop();
+    // Calls the handler no more; the rollout's files go with `operations`.
+    operations.stop();
     return 0;
 }
 
@@ -154,6 +165,22 @@ int main(int argc, char** argv) {
     app.add_option("--lib-dir", options.lib_dir, "directory of libVesk_OSC.dylib");
     app.add_option("--poll-ms", options.poll_ms, "how often each camera is asked for its health")
         ->check(CLI::Range(500, 60000))
+        ->capture_default_str();
+    app.add_option("--picture-minutes", options.picture_minutes,
+                   "how often each camera takes a picture for its thumbnail (0: only on demand)")
+        ->check(CLI::Range(0, 1440))
+        ->capture_default_str();
+    app.add_option("--max-upload-mb", options.max_upload_mb,
+                   "the largest firmware upload a rollout takes, all files together")
+        ->check(CLI::Range(1, 16384))
+        ->capture_default_str();
+    app.add_option("--rollout-parallel", options.rollout.parallel,
+                   "cameras a rollout updates at a time (their uploads share the network)")
+        ->check(CLI::Range(1, osc_texts::kMaxCameras))
+        ->capture_default_str();
+    app.add_option("--rollout-stop-after", options.rollout.stop_after,
+                   "failed cameras after which a rollout starts no more")
+        ->check(CLI::Range(1, osc_texts::kMaxCameras))
         ->capture_default_str();
     app.add_flag("--verbose", options.verbose, "also write the handler's log to stderr");
     CLI11_PARSE(app, argc, argv);
