@@ -25,10 +25,10 @@ using namespace std::chrono_literals;
 using osctest::eventually;
 
 struct Call {
-    std::string path;  // after /api/cameras/
+    std::string path;  // after /api/
     std::string body;
     int status;
-    const char* reason;  // part of the answer's "error"
+    std::string reason;  // part of the answer
     bool cross_origin = false;
 };
 
@@ -63,7 +63,7 @@ protected:
     httplib::Result post(const Call& call) {
         httplib::Client client("127.0.0.1", port_);
         const httplib::Headers origin{{"Origin", "http://127.0.0.9:9"}};
-        return client.Post(("/api/cameras/" + call.path).c_str(),
+        return client.Post(("/api/" + call.path).c_str(),
                            call.cross_origin ? origin : httplib::Headers{}, call.body,
                            "application/json");
     }
@@ -81,23 +81,28 @@ protected:
     oscsim::CameraSim camera_;
     FleetStore store_;
     AccessPolicy policy_{"127.0.0.1"};
-    ConsoleServer server_{store_, policy_};
+    FleetOperations operations_{store_, {}, 1 << 20};
+    ConsoleServer server_{store_, policy_, &operations_};
     std::unique_ptr<oschost::Session> session_;
     std::unique_ptr<HealthPoller> poller_;
     int port_ = 0;
 };
 
 TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
-    const std::string cam = ip() + "/actions/";
+    const std::string cam = "cameras/" + ip() + "/actions/";
+    const std::string bulk = R"({"action":"brightness","value":101,"cameras":[")";
     const Call calls[] = {
-        {"127.0.0.77/actions/brightness", R"({"value":10})", 404, "no camera 127.0.0.77"},
+        {"cameras/127.0.0.77/actions/brightness", R"({"value":10})", 404, "no camera 127.0.0.77"},
         {cam + "teleport", "{}", 404, "no action teleport"},
         {cam + "brightness", R"({"value": )", 400, "not valid JSON"},
         {cam + "brightness", "[50]", 400, "must be a JSON object"},
         {cam + "contrast", "{}", 400, "needs an integer"},
         {cam + "contrast", R"({"value":"60"})", 400, "needs an integer"},
-        {cam + "brightness", R"({"value":101})", 400, "outside the camera's range 0..100"},
-        {cam + "mode", R"({"value":4})", 400, "outside the camera's range 0..3"},
+        {cam + "brightness", R"({"value":101})", 400, "outside the range 0..100 of camera " + ip()},
+        {cam + "mode", R"({"value":4})", 400, "outside the range 0..3"},
+        {"bulk", bulk + ip() + R"("]})", 202, "101 is outside the range 0..100 of camera " + ip()},
+        {"bulk", bulk + R"(127.0.0.77"]})", 202, "no camera 127.0.0.77"},
+        {"bulk", R"({"action":"reboot","cameras":[]})", 400, "select at least one camera"},
         {cam + "firmware", R"({"ast1220":"/nonexistent/update.img"})", 400, "is not a file"},
         {cam + "firmware", R"({"ast1230":["/etc/hostname","/etc/hostname"]})", 400, "three paths"},
         {cam + "brightness", R"({"value":10})", 403, "cross-origin", true},
@@ -112,7 +117,8 @@ TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
     // Without its document a camera's ranges are unknown: refused until it comes.
     int status = 0;
     EXPECT_TRUE(eventually([&] {
-        const auto answer = post({kSilent + "/actions/brightness", R"({"value":10})", 0, ""});
+        const auto answer =
+            post({"cameras/" + kSilent + "/actions/brightness", R"({"value":10})", 0, ""});
         status = answer ? answer->status : 0;
         return answer && answer->body.find("is not known yet") != std::string::npos;
     }));

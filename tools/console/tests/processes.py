@@ -25,3 +25,31 @@ def start(command, pattern, timeout=15, env=None):
             return process, found
     process.kill()
     sys.exit(f"{command[0]} did not start:\n{''.join(lines)}")
+
+
+CHROMIUM_FLAGS = [
+    "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+    "--disable-background-networking", "--disable-component-update", "--disable-sync",
+]
+
+
+def chromium(profile, width, height):
+    """Debian's headless Chromium through its chromedriver (without it, Selenium
+    would try to download one), with a fresh profile and a window of this size."""
+    import shutil
+
+    from selenium import webdriver
+    from selenium.webdriver.chrome.service import Service
+
+    driver_path = shutil.which("chromedriver") or sys.exit(
+        "no chromedriver: install chromium-driver")
+    options = webdriver.ChromeOptions()
+    options.binary_location = shutil.which("chromium") or "/usr/bin/chromium"
+    for flag in CHROMIUM_FLAGS + [f"--window-size={width},{height}",
+                                  f"--user-data-dir={profile}"]:
+        options.add_argument(flag)
+    driver = webdriver.Chrome(service=Service(driver_path), options=options)
+    # The page itself gets the whole size, whatever the window keeps for itself.
+    driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+        "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+    return driver
