@@ -119,8 +119,8 @@ class Page:
         element.send_keys(str(value))
 
     def run_states(self):
-        return {li.get_attribute("data-ip"): li.get_attribute("data-state")
-                for li in self.driver.find_elements(By.CSS_SELECTOR, "#run-cameras li")}
+        return self.js("return Object.fromEntries([...document.querySelectorAll("
+                       "'#run-cameras li')].map(li => [li.dataset.ip, li.dataset.state]))")
 
     def js(self, script, *args):
         return self.driver.execute_script(script, *args)
