@@ -2,7 +2,8 @@
 # CI stage "console": osc-console driven in headless Chromium (Debian's
 # chromium, chromium-driver and python3-selenium) against three simulated
 # cameras, on the release tree. The page's screenshot is left in
-# <build>/console/console.png (the README's picture is one of these).
+# <build>/console/console.png (the README's picture comes from
+# tools/console/tests/fleet_picture.py).
 stage_console() {
     local dir="${BUILD_ROOT}/release"
     cmake --build "${dir}" --parallel "${JOBS}" --target osc-console osc-camera-sim Vesk_OSC

@@ -7,8 +7,7 @@ namespace osconsole {
 
 FleetOperations::FleetOperations(FleetStore& store, RolloutLimits limits,
                                  std::uint64_t max_upload_bytes)
-    : store_(store),
-      max_upload_bytes_(max_upload_bytes),
+    : max_upload_bytes_(max_upload_bytes),
       runs_(store),
       rollout_(store, limits, [this] { wake(); }),
       thread_([this] { run(); }) {}

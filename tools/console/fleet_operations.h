@@ -43,7 +43,6 @@ private:
     void run();
     void wake();
 
-    FleetStore& store_;
     const std::uint64_t max_upload_bytes_;
     RunBook runs_;
     RolloutRunner rollout_;

@@ -34,7 +34,9 @@ constexpr const char* kSafetyNote = R"(Safety:
   prints an access token at start and refuses every request without it: open
   the address it prints (the token then rides in a cookie) or send the header
   X-Console-Token. Requests from pages of other origins may never act on a
-  camera, wherever the console listens.)";
+  camera, wherever the console listens. Firmware paths named in a request are
+  taken only from a peer on this machine (127.0.0.0/8); the page uploads the
+  files of a rollout instead.)";
 
 struct Options {
     std::string listen = "127.0.0.1:8088";

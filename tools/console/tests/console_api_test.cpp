@@ -103,6 +103,7 @@ TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
         {"bulk", bulk + ip() + R"("]})", 202, "101 is outside the range 0..100 of camera " + ip()},
         {"bulk", bulk + R"(127.0.0.77"]})", 202, "no camera 127.0.0.77"},
         {"bulk", R"({"action":"reboot","cameras":[]})", 400, "select at least one camera"},
+        {cam + "roi", R"({"layout":{"srcWidth":3840}})", 400, "in mode 1; an ROI layout needs"},
         {cam + "firmware", R"({"ast1220":"/nonexistent/update.img"})", 400, "is not a file"},
         {cam + "firmware", R"({"ast1230":["/etc/hostname","/etc/hostname"]})", 400, "three paths"},
         {cam + "brightness", R"({"value":10})", 403, "cross-origin", true},

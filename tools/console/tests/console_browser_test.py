@@ -23,7 +23,7 @@ import time
 import urllib.error
 import urllib.request
 
-from processes import chromium, start
+from processes import chromium, start, stop_all
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
@@ -371,10 +371,7 @@ def main():
     finally:
         if driver:
             driver.quit()
-        for process in processes:
-            process.send_signal(signal.SIGCONT)
-            process.kill()
-            process.wait()
+        stop_all(processes)
         shutil.rmtree(scratch, ignore_errors=True)
     print(f"console browser test passed in {time.monotonic() - check.started:.0f} s")
 

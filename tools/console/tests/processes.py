@@ -1,6 +1,8 @@
-"""Starting the console and the simulator from a test and reading what they print."""
+"""Starting the console, the simulator and Chromium from a test, reading what
+the programs print, and ending them."""
 
 import re
+import signal
 import subprocess
 import sys
 import threading
@@ -25,6 +27,14 @@ def start(command, pattern, timeout=15, env=None):
             return process, found
     process.kill()
     sys.exit(f"{command[0]} did not start:\n{''.join(lines)}")
+
+
+def stop_all(processes):
+    """Ends every process, also one stopped with SIGSTOP."""
+    for process in processes:
+        process.send_signal(signal.SIGCONT)
+        process.kill()
+        process.wait()
 
 
 CHROMIUM_FLAGS = [

@@ -6,6 +6,7 @@
 
 #include "tools/console/bulk_run.h"
 #include "tools/console/firmware_upload.h"
+#include "tools/console/fleet_plans.h"
 #include "tools/console/fleet_store.h"
 #include "tools/console/follow_up_policy.h"
 #include "tools/console/rollout_schedule.h"
@@ -281,6 +282,23 @@ TEST(FleetRules, ARolloutRunsAtMostNAtATimeAndStopsAfterKFailures) {
         EXPECT_EQ(describe(started), row.state) << row.finished;
     }
     EXPECT_EQ(schedule.stop_reason(), "stopped after 2 failed cameras");
+}
+
+TEST(FleetRules, ACopyCarriesTheRangedSettingsAndInModes2And3TheLayout) {
+    for (const auto& [mode, steps] : {std::pair{1, "brightness 40 contrast 7 "},
+                                      std::pair{2, "brightness 40 contrast 7 roi "}}) {
+        const auto source = ParamsDocument::parse(
+            R"({"brightness_current":40,"contrast_current":7,"wdr_value":1,"mode":)" +
+            std::to_string(mode) + R"(,"_roi":{"roiNum":1}})");
+        std::string text;
+        for (const ActionRequest& step : copy_steps(*source))
+            text += step.action +
+                    (std::holds_alternative<int>(step.params)
+                         ? " " + std::to_string(std::get<int>(step.params))
+                         : "") +
+                    " ";
+        EXPECT_EQ(text, steps) << mode;
+    }
 }
 
 TEST(FleetRules, UploadedFileNamesNeverBecomePaths) {
