@@ -37,7 +37,7 @@ import time
 import urllib.request
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools", "console", "tests"))
-from processes import chromium, start  # noqa: E402
+from processes import chromium, start, stop_all  # noqa: E402
 from selenium.webdriver.common.by import By  # noqa: E402
 from selenium.webdriver.support.ui import WebDriverWait  # noqa: E402
 
@@ -317,9 +317,7 @@ def main():
     finally:
         if driver:
             driver.quit()
-        for process in processes:
-            process.kill()
-            process.wait()
+        stop_all(processes)
         shutil.rmtree(args.scratch, ignore_errors=True)
 
     print("| Figure | Median (or value) | Min | Max |")
