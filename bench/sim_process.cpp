@@ -7,7 +7,7 @@
 
 namespace bench {
 
-SimProcess::SimProcess(int cameras, int latency_ms, int cpu) {
+SimProcess::SimProcess(int cameras, int latency_ms, int cpu, std::vector<std::string> flags) {
     std::vector<std::string> args;
     if (cpu >= 0) args = {"taskset", "-c", std::to_string(cpu)};
     for (const std::string& a : {std::string(OSC_SIM_EXE), std::string("--port"), std::string("0"),
@@ -15,6 +15,7 @@ SimProcess::SimProcess(int cameras, int latency_ms, int cpu) {
                                  std::string("--latency-ms"), std::to_string(latency_ms)}) {
         args.push_back(a);
     }
+    args.insert(args.end(), flags.begin(), flags.end());
     process_ = std::make_unique<ChildProcess>(args);
     // One line per camera once every camera listens: "camera 127.0.0.7:40123".
     std::string line;

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "child_process.h"
 
@@ -11,9 +13,9 @@ namespace bench {
 class SimProcess {
 public:
     // Starts `cameras` cameras that answer after `latency_ms`; with cpu >= 0
-    // the simulator runs on that CPU only (taskset). Exits when they cannot
-    // start.
-    SimProcess(int cameras, int latency_ms, int cpu = -1);
+    // the simulator runs on that CPU only (taskset); `flags` go to the
+    // simulator as they are. Exits when they cannot start.
+    SimProcess(int cameras, int latency_ms, int cpu = -1, std::vector<std::string> flags = {});
 
     int port() const { return port_; }
 

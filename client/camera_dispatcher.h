@@ -3,6 +3,7 @@
 // thread, so a camera waiting for its answer holds no thread.
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -39,13 +40,19 @@ private:
         CameraLink link;
         std::deque<Job> jobs;
         bool busy = false;
+        std::uint64_t last_submit = 0;  // submission count when its latest job came
     };
 
     void run_next(Camera& camera);
+    // Past kKeptCameras, forgets the idle camera that has waited longest: a
+    // host drives at most 99 cameras at a time, but over days may meet many
+    // more addresses. An idle camera has no job that refers to it.
+    void forget_a_camera();
 
     // Declared before the loop, so that the loop's thread has ended before
     // the cameras go.
     std::unordered_map<std::string, std::unique_ptr<Camera>> cameras_;  // loop thread only
+    std::uint64_t submits_ = 0;                                         // loop thread only
     TransferLoop loop_;
 };
 

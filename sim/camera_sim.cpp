@@ -14,6 +14,8 @@ constexpr std::size_t kServerThreads = 4;
 bool CameraSim::Impl::listen_locked() {
     if (server) return true;
     auto s = std::make_unique<httplib::Server>();
+    // Before the routes, whose catch-all would answer its path.
+    if (config.fault_control) install_fault_control(*s);
     install_routes(*s);
     // Without it every answer on a reused connection waits for the
     // client's delayed ACK.
@@ -217,17 +219,21 @@ bool CameraSim::listening() const {
     return impl_->server != nullptr;
 }
 
+void CameraSim::Impl::apply_faults(const Faults& switched) {
+    {
+        std::lock_guard<std::mutex> lock(state_mutex);
+        faults = switched;
+    }
+    {
+        std::lock_guard<std::mutex> lock(wait_mutex);
+        never_answer = switched.never_answer;
+        stalled = switched.stall;
+    }
+    wait_cv.notify_all();
+}
+
 void CameraSim::set_faults(const Faults& faults) {
-    {
-        std::lock_guard<std::mutex> lock(impl_->state_mutex);
-        impl_->faults = faults;
-    }
-    {
-        std::lock_guard<std::mutex> lock(impl_->wait_mutex);
-        impl_->never_answer = faults.never_answer;
-        impl_->stalled = faults.stall;
-    }
-    impl_->wait_cv.notify_all();
+    impl_->apply_faults(faults);
     std::lock_guard<std::mutex> lock(impl_->life_mutex);
     impl_->reconcile();
 }

@@ -44,6 +44,9 @@ public:
     // then the answer (document or stream).
     void serve(httplib::Response& res, const LoggedRequest& entry,
                const std::function<Reply(CommandContext&)>& handler);
+    void install_fault_control(httplib::Server& server);
+    // Switches the faults that answers read; listening is left to reconcile().
+    void apply_faults(const Faults& switched);
 
     // Waits up to `duration`; false when the wait was cut short because the
     // server stops listening (requests then end without an answer).

@@ -12,6 +12,9 @@
 
 namespace oscsim {
 
+// Captures a camera keeps; older ones are gone (their pictures answer 404).
+constexpr int kKeptCaptures = 64;
+
 struct Capture {
     std::chrono::steady_clock::time_point started;
     std::string command;  // the command whose id this is; status answers name it

@@ -25,8 +25,11 @@ std::optional<std::string> id_text(const json& id) {
 }  // namespace
 
 Reply start_capture(CommandContext& ctx, const json&) {
-    const std::string id = std::to_string(ctx.state.next_capture_id++);
+    const int number = ctx.state.next_capture_id++;
+    const std::string id = std::to_string(number);
     ctx.state.captures[id] = Capture{std::chrono::steady_clock::now(), kCapture};
+    // Like a camera's storage, the pictures kept are the latest few.
+    ctx.state.captures.erase(std::to_string(number - kKeptCaptures));
     if (ctx.state.capture_time.count() == 0)
         return Reply::done(kCapture, {{"fileUrl", picture_url(ctx, id)}});
     return Reply::document({{"name", kCapture},

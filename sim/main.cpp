@@ -67,6 +67,9 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"hw", "upload"}));
     app.add_option("--omit-state", faults.omit_state_groups,
                    "state groups to leave out, comma separated (imrxMode,CpuUsage,...)");
+    app.add_flag("--fault-control", config.fault_control,
+                 "switch faults over HTTP: PUT /sim/faults with a JSON object such as "
+                 "{\"malformed\":true} (members left out are off; refusal is not offered)");
     app.add_flag("--log", log, "print every request");
     app.add_flag("--advertise", advertise,
                  "announce the camera on 127.0.0.1 over DNS-SD (_osc._tcp; needs an mDNS daemon)");

@@ -1,6 +1,7 @@
-// The requests a camera received, in order of arrival.
+// The latest requests a camera received, in order of arrival.
 #pragma once
 
+#include <deque>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -18,22 +19,27 @@ struct LoggedRequest {
 
 class RequestLog {
 public:
+    // Enough for any test's sequence (the longest reads 40); a simulator
+    // left running for days must not keep every request it ever answered.
+    static constexpr std::size_t kKept = 256;
+
     void add(LoggedRequest request) {
         std::lock_guard<std::mutex> lock(mutex_);
+        if (entries_.size() == kKept) entries_.pop_front();
         entries_.push_back(std::move(request));
     }
     std::vector<LoggedRequest> entries() const {
         std::lock_guard<std::mutex> lock(mutex_);
-        return entries_;
+        return {entries_.begin(), entries_.end()};
     }
     void clear() {
         std::lock_guard<std::mutex> lock(mutex_);
-        entries_.clear();
+        std::deque<LoggedRequest>().swap(entries_);  // clear() would keep a block
     }
 
 private:
     mutable std::mutex mutex_;
-    std::vector<LoggedRequest> entries_;
+    std::deque<LoggedRequest> entries_;
 };
 
 }  // namespace oscsim

@@ -27,6 +27,9 @@ struct SimConfig {
     // Set: every request must carry HTTP Digest credentials.
     std::string user;
     std::string password;
+    // Set: PUT /sim/faults switches the camera's faults, so that a soak in
+    // another process can rotate them.
+    bool fault_control = false;
 };
 
 struct Faults {

@@ -18,6 +18,8 @@ using nlohmann::json;
 
 struct Request {
     FleetStore& store;
+    AuditLog& audit;
+    const ActionRecord& record;
     const ActionView& camera;
     const ActionParams& params;
     const Actor& actor;
@@ -34,6 +36,7 @@ ActionOutcome refused(int status, std::string message) {
 // Noted before the operation is called: its answer may come at once.
 template <typename Call>
 ActionOutcome queue(const Request& r, Call call) {
+    r.audit.queued(r.record, r.operation);
     r.store.apply(r.name(), ActionQueued{r.operation});
     call();
     return {202, "", r.operation};
@@ -218,43 +221,75 @@ std::variant<FirmwareFiles, ActionOutcome> firmware_paths(const json& body) {
     return files;
 }
 
-}  // namespace
-
-namespace {
+// The request's parameters as the audit log tells them: as a route's body has them.
+json parameters_of(const ActionParams& params) {
+    if (const int* value = std::get_if<int>(&params)) return {{"value", *value}};
+    if (const auto* roi = std::get_if<RoiLayout>(&params)) return {{"layout", roi->layout}};
+    json doc = json::object();
+    if (const auto* files = std::get_if<FirmwareFiles>(&params)) {
+        if (!files->ast1220.empty()) doc["ast1220"] = files->ast1220;
+        if (!files->ast1230.empty()) doc["ast1230"] = files->ast1230;
+    }
+    return doc;
+}
 
 // Runs `then` on the request once the camera is known and the request passes
-// its checks; the refusal otherwise.
+// its checks; the refusal otherwise, audited.
 template <typename Then>
-ActionOutcome checked(FleetStore& store, const std::string& ip, const ActionRequest& request,
-                      const Actor& actor, Then then) {
-    const auto camera = store.action_view(ip);
-    if (!camera) return refused(404, "no camera " + ip + " in this console");
-    const std::string operation = operation_of(request);
-    const Request r{store, *camera, request.params, actor, operation};
-    if (const oschost::Setting* setting = oschost::find_setting(request.action)) {
-        if (const auto refusal = check_value(*setting, r)) return *refusal;
-        return then(r, [&] { return set_value(*setting, r); });
-    }
-    const Action* action = find_action(request.action);
-    if (!action) return refused(404, "no action " + request.action);
-    if (action->check)
-        if (const auto refusal = action->check(r)) return *refusal;
-    return then(r, [&] { return action->run(r); });
+ActionOutcome checked(FleetStore& store, AuditLog& audit, const std::string& ip,
+                      const ActionRequest& request, const Actor& actor, Then then) {
+    const ActionRecord record{actor.remote, actor.role, ip, request.action,
+                              parameters_of(request.params)};
+    const auto outcome = [&]() -> ActionOutcome {
+        if (actor.role != Role::Operator) return refused(403, "viewers may not act on cameras");
+        const auto camera = store.action_view(ip);
+        if (!camera) return refused(404, "no camera " + ip + " in this console");
+        const std::string operation = operation_of(request);
+        const Request r{store, audit, record, *camera, request.params, actor, operation};
+        if (const oschost::Setting* setting = oschost::find_setting(request.action)) {
+            if (const auto refusal = check_value(*setting, r)) return *refusal;
+            return then(r, [&] { return set_value(*setting, r); });
+        }
+        const Action* action = find_action(request.action);
+        if (!action) return refused(404, "no action " + request.action);
+        if (action->check)
+            if (const auto refusal = action->check(r)) return *refusal;
+        return then(r, [&] { return action->run(r); });
+    }();
+    if (!outcome.queued()) audit.refused(record, outcome.status, outcome.message);
+    return outcome;
 }
+
+// Bodies that are not JSON are kept in the audit this far.
+constexpr std::size_t kMaxAuditedBody = 200;
 
 }  // namespace
 
-ActionOutcome perform_action(FleetStore& store, const std::string& ip, const ActionRequest& request,
-                             const Actor& actor) {
-    if (actor.role != Role::Operator) return refused(403, "viewers may not act on cameras");
-    return checked(store, ip, request, actor, [](const Request&, auto run) { return run(); });
+ActionOutcome run_action(FleetStore& store, AuditLog& audit, const std::string& ip,
+                         const ActionRequest& request, const Actor& actor) {
+    return checked(store, audit, ip, request, actor,
+                   [](const Request&, auto run) { return run(); });
 }
 
-std::optional<ActionOutcome> check_action(FleetStore& store, const std::string& ip,
+ActionOutcome run_action(FleetStore& store, AuditLog& audit, const std::string& ip,
+                         const std::string& action, const std::string& body, const Actor& actor) {
+    const json doc = body.empty() ? json::object() : json::parse(body, nullptr, false);
+    auto request = parse_action(action, doc);
+    if (const auto* request_ok = std::get_if<ActionRequest>(&request))
+        return run_action(store, audit, ip, *request_ok, actor);
+    const ActionOutcome& refusal = std::get<ActionOutcome>(request);
+    const ActionRecord record{actor.remote, actor.role, ip, action,
+                              doc.is_discarded() ? json(body.substr(0, kMaxAuditedBody)) : doc};
+    audit.refused(record, refusal.status, refusal.message);
+    return refusal;
+}
+
+std::optional<ActionOutcome> check_action(FleetStore& store, AuditLog& audit, const std::string& ip,
                                           const ActionRequest& request, const Actor& actor) {
-    const ActionOutcome outcome = checked(store, ip, request, actor, [](const Request& r, auto) {
-        return ActionOutcome{202, "", r.operation};
-    });
+    const ActionOutcome outcome =
+        checked(store, audit, ip, request, actor, [](const Request& r, auto) {
+            return ActionOutcome{202, "", r.operation};
+        });
     if (outcome.queued()) return std::nullopt;
     return outcome;
 }

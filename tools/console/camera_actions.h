@@ -1,9 +1,9 @@
 // What the console can ask of a camera, and the one way it does: every action
 // (a single camera's route, a bulk run, a settings copy, a firmware rollout)
-// goes through perform_action, which checks the request against the camera
-// (it exists, values lie in the range it advertises, from the one settings
-// table) and only then calls the handler's exported operation, so a refused
-// request changes nothing.
+// goes through run_action, which checks the request against the camera (it
+// exists, values lie in the range it advertises, from the one settings table)
+// and only then calls the handler's exported operation, so a refused request
+// changes nothing. Every request, refused or queued, goes into the audit log.
 #pragma once
 
 #include <string>
@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/console/actor.h"
+#include "tools/console/audit_log.h"
 #include "tools/console/fleet_store.h"
 
 namespace osconsole {
@@ -46,13 +47,19 @@ struct ActionOutcome {
     bool queued() const { return status == 202; }
 };
 
-ActionOutcome perform_action(FleetStore& store, const std::string& ip, const ActionRequest& request,
-                             const Actor& actor);
+ActionOutcome run_action(FleetStore& store, AuditLog& audit, const std::string& ip,
+                         const ActionRequest& request, const Actor& actor);
 
-// The refusal perform_action would answer from the camera's state now (an
-// unknown camera, a value outside its range, a layout for another mode...),
-// calling nothing; a moment's busyness is not checked.
-std::optional<ActionOutcome> check_action(FleetStore& store, const std::string& ip,
+// A single camera's route: the action from its JSON body (parse_action), then
+// the above; a body that is not one is refused, and audited, as well.
+ActionOutcome run_action(FleetStore& store, AuditLog& audit, const std::string& ip,
+                         const std::string& action, const std::string& body, const Actor& actor);
+
+// The refusal run_action would answer from the camera's state now (an unknown
+// camera, a value outside its range, a layout for another mode...), calling
+// nothing; a moment's busyness is not checked. A refusal is audited: a bulk
+// run gives such a camera none of its steps.
+std::optional<ActionOutcome> check_action(FleetStore& store, AuditLog& audit, const std::string& ip,
                                           const ActionRequest& request, const Actor& actor);
 
 // The exported operation an action calls ("SetBrightness", "UpdateFirmwareAll"...),

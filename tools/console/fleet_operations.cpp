@@ -5,11 +5,12 @@
 
 namespace osconsole {
 
-FleetOperations::FleetOperations(FleetStore& store, RolloutLimits limits,
+FleetOperations::FleetOperations(FleetStore& store, AuditLog& audit, RolloutLimits limits,
                                  std::uint64_t max_upload_bytes)
-    : max_upload_bytes_(max_upload_bytes),
-      runs_(store),
-      rollout_(store, limits, [this] { wake(); }),
+    : audit_(audit),
+      max_upload_bytes_(max_upload_bytes),
+      runs_(store, audit),
+      rollout_(store, audit, limits, [this] { wake(); }),
       thread_([this] { run(); }) {}
 
 FleetOperations::~FleetOperations() {

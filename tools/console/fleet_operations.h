@@ -24,13 +24,15 @@ class FleetOperations {
 public:
     static constexpr auto kTick = std::chrono::milliseconds(250);
 
-    FleetOperations(FleetStore& store, RolloutLimits limits, std::uint64_t max_upload_bytes);
+    FleetOperations(FleetStore& store, AuditLog& audit, RolloutLimits limits,
+                    std::uint64_t max_upload_bytes);
     ~FleetOperations();
     FleetOperations(const FleetOperations&) = delete;
     FleetOperations& operator=(const FleetOperations&) = delete;
 
     RunBook& runs() { return runs_; }
     RolloutRunner& rollout() { return rollout_; }
+    AuditLog& audit() { return audit_; }
     std::uint64_t max_upload_bytes() const { return max_upload_bytes_; }
 
     // A subscriber of the handler session.
@@ -43,6 +45,7 @@ private:
     void run();
     void wake();
 
+    AuditLog& audit_;
     const std::uint64_t max_upload_bytes_;
     RunBook runs_;
     RolloutRunner rollout_;

@@ -19,13 +19,14 @@ std::vector<ActionRequest> copy_steps(const ParamsDocument& source) {
     return steps;
 }
 
-std::vector<CameraPlan> plan_for(FleetStore& store, const std::vector<std::string>& cameras,
+std::vector<CameraPlan> plan_for(FleetStore& store, AuditLog& audit,
+                                 const std::vector<std::string>& cameras,
                                  const std::vector<ActionRequest>& steps, const Actor& actor) {
     std::vector<CameraPlan> plan;
     for (const std::string& ip : cameras) {
         CameraPlan& camera = plan.emplace_back(CameraPlan{ip, steps, ""});
         for (const ActionRequest& step : steps) {
-            if (const auto refusal = check_action(store, ip, step, actor)) {
+            if (const auto refusal = check_action(store, audit, ip, step, actor)) {
                 camera.refusal = refusal->message;
                 break;
             }

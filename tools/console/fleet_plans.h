@@ -16,7 +16,8 @@ std::vector<ActionRequest> copy_steps(const ParamsDocument& source);
 
 // The same steps for every camera; a camera that would refuse any of them
 // gets none, and the refusal (naming it and the value) instead.
-std::vector<CameraPlan> plan_for(FleetStore& store, const std::vector<std::string>& cameras,
+std::vector<CameraPlan> plan_for(FleetStore& store, AuditLog& audit,
+                                 const std::vector<std::string>& cameras,
                                  const std::vector<ActionRequest>& steps, const Actor& actor);
 
 }  // namespace osconsole

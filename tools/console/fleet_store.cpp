@@ -109,7 +109,8 @@ std::vector<PollView> FleetStore::poll_views() {
         CameraState& c = entry->state;
         const bool quiet = c.link == Link::Online && c.params && !fetching(c, now) &&
                            fleet_state(c) == FleetState::Answering;
-        views.push_back({c.address, c.answers, c.follow_ups, fetching(c, now), quiet});
+        views.push_back({c.address, c.answers, c.follow_ups, fetching(c, now), quiet,
+                         c.poll_started.has_value(), c.link == Link::NotAnswering});
         c.follow_ups = {};
     }
     return views;

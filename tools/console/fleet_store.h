@@ -27,6 +27,9 @@ struct PollView {
     // Answering, with its document, and neither updating nor rebooting: a
     // picture may be taken now without getting in the way.
     bool quiet = false;
+    // A health query is out: neither answered nor failed.
+    bool poll_open = false;
+    bool silent = false;  // the camera has stopped answering
 };
 
 // What an action checks before it calls the handler.

@@ -10,6 +10,12 @@ constexpr auto kTick = std::chrono::milliseconds(100);
 // An unanswered poll is given up after this long: longer than the handler's
 // pause after a reboot (40 s) plus its answer gate (5 s).
 constexpr auto kPollGiveUp = std::chrono::seconds(60);
+// A camera that has stopped answering fails a poll within the client's
+// request limit (4 s) and the handler's answer gate (5 s), or the poll is
+// never answered: the handler drops, without a word, the first command queued
+// after such a failure. Given up this soon, a camera that is back shows so
+// within seconds, not a minute (which an alert would take for an outage).
+constexpr auto kSilentPollGiveUp = std::chrono::seconds(10);
 
 }  // namespace
 
@@ -64,8 +70,10 @@ void HealthPoller::visit(const PollView& camera, std::size_t index, std::size_t 
     }
     take_picture(camera, pace, now);
     if (now < pace.next_poll) return;
-    const bool answered = !pace.polled || camera.answers != pace.answers_at_poll;
-    if (!answered && now - pace.last_poll < kPollGiveUp) return;
+    // A failed poll has ended too: the next one tells when the camera is back.
+    const bool ended = !pace.polled || camera.answers != pace.answers_at_poll || !camera.poll_open;
+    const auto give_up = camera.silent ? kSilentPollGiveUp : kPollGiveUp;
+    if (!ended && now - pace.last_poll < give_up) return;
     store_.apply(camera.address.ip, PollStarted{});
     GetCameraHealthAndUsage(ip, port);
     pace.polled = true;

@@ -6,8 +6,9 @@
 
 namespace osconsole {
 
-RolloutRunner::RolloutRunner(FleetStore& store, RolloutLimits limits, std::function<void()> wake)
-    : store_(store), limits_(limits), wake_(std::move(wake)) {}
+RolloutRunner::RolloutRunner(FleetStore& store, AuditLog& audit, RolloutLimits limits,
+                             std::function<void()> wake)
+    : store_(store), audit_(audit), limits_(limits), wake_(std::move(wake)) {}
 
 bool RolloutRunner::active() const {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -92,7 +93,7 @@ void RolloutRunner::tick(Clock::time_point now) {
             actor = rollout_->actor;
         }
         for (const std::string& ip : starts) {
-            const ActionOutcome outcome = perform_action(store_, ip, request, actor);
+            const ActionOutcome outcome = run_action(store_, audit_, ip, request, actor);
             if (outcome.queued()) continue;
             std::lock_guard<std::mutex> lock(mutex_);
             if (active_locked()) rollout_->schedule.finish(ip, false, outcome.message);

@@ -29,7 +29,8 @@ struct RolloutView {
 class RolloutRunner {
 public:
     // `wake` asks the operations thread for a tick soon.
-    RolloutRunner(FleetStore& store, RolloutLimits limits, std::function<void()> wake);
+    RolloutRunner(FleetStore& store, AuditLog& audit, RolloutLimits limits,
+                  std::function<void()> wake);
     RolloutRunner(const RolloutRunner&) = delete;
     RolloutRunner& operator=(const RolloutRunner&) = delete;
 
@@ -62,6 +63,7 @@ private:
     void changed_locked();
 
     FleetStore& store_;
+    AuditLog& audit_;
     const RolloutLimits limits_;
     const std::function<void()> wake_;
     // Guards rollout_ and version_; never held while the handler is called.

@@ -9,7 +9,7 @@ RunBook::Entry* RunBook::find(std::uint64_t id) {
 }
 
 void RunBook::perform(std::vector<Attempt>& attempts) {
-    for (Attempt& a : attempts) a.outcome = perform_action(store_, a.ip, a.request, a.actor);
+    for (Attempt& a : attempts) a.outcome = run_action(store_, audit_, a.ip, a.request, a.actor);
     const auto now = Clock::now();
     std::lock_guard<std::mutex> lock(mutex_);
     ++version_;

@@ -23,7 +23,7 @@ class RunBook {
 public:
     static constexpr std::size_t kKept = 16;
 
-    explicit RunBook(FleetStore& store) : store_(store) {}
+    RunBook(FleetStore& store, AuditLog& audit) : store_(store), audit_(audit) {}
     RunBook(const RunBook&) = delete;
     RunBook& operator=(const RunBook&) = delete;
 
@@ -56,6 +56,7 @@ private:
     void perform(std::vector<Attempt>& attempts);
 
     FleetStore& store_;
+    AuditLog& audit_;
     // Guards runs_ and the counters; held for bookkeeping only, never while
     // the handler is called.
     mutable std::mutex mutex_;

@@ -1,10 +1,15 @@
 // The console's HTTP API against a simulated camera, through the handler and
 // our client library: refused requests answer 4xx with a reason and reach no
-// camera; the access rules hold on loopback and with a token.
+// camera; each route answers each role as it may; the audit log keeps every
+// action request and a queued action's result.
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
+
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <httplib.h>
@@ -13,6 +18,7 @@
 #include "sim/camera_sim.h"
 #include "support/eventually.h"
 #include "tools/console/access_policy.h"
+#include "tools/console/audit_log.h"
 #include "tools/console/console_server.h"
 #include "tools/console/health_poller.h"
 #include "tools/console/screenshot_fetcher.h"
@@ -32,6 +38,16 @@ struct Call {
     bool cross_origin = false;
 };
 
+// A file in the tests' scratch folder, with nothing in it yet; named after the
+// running test and process, as ctest runs this file's tests side by side.
+std::string fresh_path(const char* name) {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    const std::string path =
+        ::testing::TempDir() + test->name() + "_" + std::to_string(::getpid()) + "_" + name;
+    std::remove(path.c_str());
+    return path;
+}
+
 // A camera the console knows whose parameter document never arrives.
 const std::string kSilent = "127.0.0.78";
 
@@ -43,6 +59,7 @@ protected:
         store_.add_camera({kSilent, camera_.port()});  // nothing listens there
         session_ = std::make_unique<oschost::Session>(CONSOLE_CLIENT_DIR);
         session_->subscribe([this](const oschost::Event& e) { store_.on_event(e); });
+        session_->subscribe([this](const oschost::Event& e) { audit_.on_event(e); });
         poller_ = std::make_unique<HealthPoller>(store_, 500ms);
         port_ = server_.start("127.0.0.1", 0);
         ASSERT_GT(port_, 0);
@@ -78,11 +95,23 @@ protected:
         return seen;
     }
 
+    // The audit log's lines with this outcome.
+    std::vector<nlohmann::json> audited(const std::string& outcome) const {
+        std::vector<nlohmann::json> lines;
+        std::ifstream file(audit_path_);
+        for (std::string line; std::getline(file, line);)
+            if (const auto doc = nlohmann::json::parse(line); doc["outcome"] == outcome)
+                lines.push_back(doc);
+        return lines;
+    }
+
+    const std::string audit_path_ = fresh_path("console_api_audit.jsonl");
     oscsim::CameraSim camera_;
     FleetStore store_;
     AccessPolicy policy_{"127.0.0.1"};
-    FleetOperations operations_{store_, {}, 1 << 20};
-    ConsoleServer server_{store_, policy_, &operations_};
+    AuditLog audit_{audit_path_};
+    FleetOperations operations_{store_, audit_, {}, 1 << 20};
+    ConsoleServer server_{store_, policy_, audit_, &operations_};
     std::unique_ptr<oschost::Session> session_;
     std::unique_ptr<HealthPoller> poller_;
     int port_ = 0;
@@ -133,49 +162,112 @@ TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
     const auto seen = changes();
     ASSERT_EQ(seen.size(), 1u);
     EXPECT_NE(seen[0].find(R"("_brightness":61)"), std::string::npos) << seen[0];
+    // Each refusal is in the audit log, the 409s until the document came included.
+    EXPECT_GE(audited("refused").size(), std::size(calls) + 1);
 }
 
-TEST(ConsoleAccessTest, OffLoopbackEveryRequestNeedsTheToken) {
-    FleetStore store;
-    const AccessPolicy policy("0.0.0.0");
-    ConsoleServer server(store, policy);
+// With tokens (given, here on loopback) every route answers each role as it
+// may, and nothing a refused request asks for reaches the camera.
+TEST_F(ConsoleApiTest, EachRouteAnswersEachRoleAsItMay) {
+    const std::string op(20, 'o'), viewer(20, 'v');
+    const AccessPolicy policy({"127.0.0.1", false, op, viewer});
+    ConsoleServer server(store_, policy, audit_, &operations_);
     const int port = server.start("127.0.0.1", 0);
     ASSERT_GT(port, 0);
-    const std::string token = policy.token();
-    ASSERT_EQ(token.size(), 32u);
-    httplib::Client client("127.0.0.1", port);
-
-    struct Case {
-        const char* what;
-        httplib::Headers headers;
+    const httplib::Headers none, wrong{{"X-Console-Token", std::string(20, 'x')}},
+        as_viewer{{"X-Console-Token", viewer}}, bearer{{"Authorization", "Bearer " + viewer}},
+        cookie{{"Cookie", "theme=dark; console_token=" + viewer}},
+        as_operator{{"X-Console-Token", op}},
+        foreign{{"X-Console-Token", op}, {"Origin", "http://127.0.0.9:9"}};
+    const std::string act = "/api/cameras/" + ip() + "/actions/brightness";
+    const char* look = "the viewer token may only look";
+    struct Row {
+        const char* method;
+        std::string path;
+        const httplib::Headers& who;
         int status;
+        const char* answer = "";  // part of the answer
+        std::string send = R"({"value":7})";
     };
-    const Case reads[] = {
-        {"no token", {}, 401},
-        {"wrong token", {{"X-Console-Token", std::string(32, '0')}}, 401},
-        {"token header", {{"X-Console-Token", token}}, 200},
-        {"token cookie", {{"Cookie", "theme=dark; console_token=" + token}}, 200},
-        {"any host with the token", {{"X-Console-Token", token}, {"Host", "console.test"}}, 200},
+    const Row rows[] = {
+        {"GET", "/", none, 401, "needs an access token"},
+        {"GET", "/", wrong, 401},
+        {"GET", "/", cookie, 200, "<!doctype html>"},
+        {"GET", "/console.js", as_viewer, 200},
+        {"GET", "/api/cameras", as_viewer, 200, "camera-1"},
+        {"GET", "/api/settings", bearer, 200, "brightness"},
+        {"GET", "/api/cameras/" + ip() + "/params", cookie, 200, "ast1220_ver"},
+        {"GET", "/api/events", as_viewer, 200},
+        {"GET", "/api/cameras/" + ip(), as_viewer, 200, "camera-1"},
+        {"GET", "/api/rollout", bearer, 200, R"("parallel":)"},
+        {"GET", "/api/session", as_viewer, 200, R"({"role":"viewer"})"},
+        {"GET", "/api/session", as_operator, 200, R"({"role":"operator"})"},
+        {"GET", "/metrics", bearer, 200, "osc_camera_up{camera="},
+        {"GET", "/metrics", none, 401},
+        {"GET", "/nowhere", as_viewer, 404, "no such route"},
+        {"POST", act, none, 401},
+        {"POST", act, wrong, 401},
+        {"POST", act, as_viewer, 403, look},
+        {"POST", act, bearer, 403, look},
+        {"POST", act, cookie, 403, look},
+        {"POST", act, foreign, 403, "cross-origin"},
+        {"POST", act, as_operator, 413, "limited to 64 KiB", std::string(70 * 1024, ' ')},
+        {"POST", "/api/bulk", as_viewer, 403, look,
+         R"({"action":"reboot","cameras":["127.0.0.1"]})"},
+        {"POST", "/api/nowhere", as_viewer, 403, look},
+        {"POST", "/api/nowhere", as_operator, 404, "no such route"},
     };
-    for (const Case& c : reads) {
-        const auto answer = client.Get("/api/cameras", c.headers);
-        ASSERT_TRUE(answer) << c.what;
-        EXPECT_EQ(answer->status, c.status) << c.what;
+    httplib::Client client("127.0.0.1", port);
+    std::string denied;  // the 401 answer, the same whichever token was wrong
+    for (const Row& row : rows) {
+        int status = 0;
+        std::string body;
+        if (row.method == std::string("GET")) {
+            // The event stream never ends: its answer's head is enough.
+            client.Get(
+                row.path, row.who,
+                [&](const httplib::Response& r) {
+                    status = r.status;
+                    return row.path != "/api/events";
+                },
+                [&](const char* data, std::size_t size) { return body.append(data, size), true; });
+        } else if (const auto r = client.Post(row.path, row.who, row.send, "application/json")) {
+            status = r->status;
+            body = r->body;
+        }
+        EXPECT_EQ(status, row.status) << row.method << " " << row.path;
+        EXPECT_NE(body.find(row.answer), std::string::npos) << row.path << ": " << body;
+        if (status == 401) {
+            if (denied.empty()) denied = body;
+            EXPECT_EQ(body, denied);
+        }
     }
-
-    // The printed address hands the token over as a cookie and drops it from the URL.
-    const auto page = client.Get(("/?token=" + token).c_str());
+    // The printed address hands its token over as a cookie and drops it from the URL.
+    const auto page = client.Get("/?token=" + viewer);
     ASSERT_TRUE(page);
     EXPECT_EQ(page->status, 303);
-    EXPECT_EQ(page->get_header_value("Location"), "/");
-    EXPECT_NE(page->get_header_value("Set-Cookie").find("console_token=" + token),
-              std::string::npos);
+    EXPECT_EQ(page->get_header_value("Set-Cookie").rfind("console_token=" + viewer + ";", 0), 0u);
 
-    const auto foreign = client.Post("/api/cameras/127.0.0.1/actions/reboot",
-                                     {{"X-Console-Token", token}, {"Origin", "http://evil.test"}},
-                                     "{}", "application/json");
-    ASSERT_TRUE(foreign);
-    EXPECT_EQ(foreign->status, 403);
+    // The operator's change, after all the others: the only one the camera saw.
+    ASSERT_TRUE(client.Post(act, as_operator, R"({"value":23})", "application/json"));
+    ASSERT_TRUE(eventually([&] { return !audited("ok").empty(); }));
+    ASSERT_EQ(changes().size(), 1u);
+    EXPECT_NE(changes()[0].find(R"("_brightness":23)"), std::string::npos);
+    const auto queued = audited("queued"), done = audited("ok");
+    ASSERT_EQ(queued.size(), 1u);
+    EXPECT_EQ(queued[0]["parameters"], nlohmann::json({{"value", 23}}));
+    EXPECT_EQ(queued[0]["role"], "operator");
+    EXPECT_EQ(queued[0]["remote"], "127.0.0.1");
+    EXPECT_EQ(done[0]["operation"], "SetBrightness");
+    EXPECT_EQ(done[0]["id"], queued[0]["id"]);
+    // Every refused action request: 2 without a token, 4 as a viewer (one a bulk
+    // run), from another origin, too large.
+    const auto refused = audited("refused");
+    EXPECT_EQ(refused.size(), 8u);
+    EXPECT_EQ(std::count_if(refused.begin(), refused.end(),
+                            [](const auto& line) { return line["role"] == "viewer"; }),
+              4);
+    server.stop();
 }
 
 // A camera cannot make the console hold more than 16 MiB for one picture.

@@ -1,5 +1,5 @@
 """Starting the console, the simulator and Chromium from a test, reading what
-the programs print, and ending them."""
+the programs print, waiting for them, and ending them."""
 
 import re
 import signal
@@ -11,7 +11,8 @@ import time
 
 def start(command, pattern, timeout=15, env=None):
     """Starts a program and waits for a line of its output matching pattern;
-    the rest of its output is read on (a full pipe would stop it)."""
+    the rest of its output is read on (a full pipe would stop it) into the
+    process's `lines`, with the lines before."""
     process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                text=True, env=env)
     deadline = time.monotonic() + timeout
@@ -23,7 +24,9 @@ def start(command, pattern, timeout=15, env=None):
         lines.append(line)
         found = re.search(pattern, line)
         if found:
-            threading.Thread(target=lambda: [None for _ in process.stdout], daemon=True).start()
+            process.lines = lines
+            threading.Thread(target=lambda: [lines.append(rest) for rest in process.stdout],
+                             daemon=True).start()
             return process, found
     process.kill()
     sys.exit(f"{command[0]} did not start:\n{''.join(lines)}")
@@ -63,3 +66,18 @@ def chromium(profile, width, height):
     driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
         "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
     return driver
+def wait_until(what, condition, seconds=20):
+    """The first true value of condition(), tried every 0.1 s (a program it
+    cannot reach yet, OSError, counts as false); ends the run with `what`
+    when none comes within `seconds`."""
+    deadline = time.monotonic() + seconds
+    while True:
+        try:
+            value = condition()
+        except OSError:
+            value = None
+        if value:
+            return value
+        if time.monotonic() > deadline:
+            sys.exit(f"not within {seconds} s: {what}")
+        time.sleep(0.1)
