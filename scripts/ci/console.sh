@@ -1,7 +1,8 @@
 # shellcheck shell=bash
 # CI stage "console": osc-console as a program, over HTTPS with tokens and its
 # audit log, and driven in headless Chromium (Debian's chromium,
-# chromium-driver and python3-selenium) against simulated cameras, on the release tree. The page's screenshot is left in
+# chromium-driver and python3-selenium) as operator and as viewer, against
+# simulated cameras, on the release tree. The page's screenshot is left in
 # <build>/console/console.png (the README's picture comes from
 # tools/console/tests/fleet_picture.py). Then Debian's prometheus watching two
 # consoles with the shipped configuration and alert rules (the documented way
@@ -17,6 +18,7 @@ stage_console() {
     /usr/bin/python3 "${tests}/console_access_test.py" "${programs[@]}"
     /usr/bin/python3 "${tests}/console_browser_test.py" "${programs[@]}" \
         --screenshot "${BUILD_ROOT}/console/console.png"
+    /usr/bin/python3 "${tests}/console_viewer_test.py" "${programs[@]}"
     /usr/bin/python3 "${REPO_ROOT}/tests/prometheus/fleet_test.py" "${programs[@]}" \
         --prometheus "$(command -v prometheus)" --promtool "$(command -v promtool)"
 }
