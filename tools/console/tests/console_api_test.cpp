@@ -270,6 +270,30 @@ TEST_F(ConsoleApiTest, EachRouteAnswersEachRoleAsItMay) {
     server.stop();
 }
 
+// A rollout reaches the camera through the one action pipeline: its update is
+// audited and counted in the metrics as any other.
+TEST_F(ConsoleApiTest, ARolloutIsAuditedAndCountedAsAnyUpdate) {
+    httplib::Client client("127.0.0.1", port_);
+    const httplib::MultipartFormDataItems parts = {
+        {"ast1220", std::string(4096, 'f'), "update.img", "application/octet-stream"},
+        {"cameras", ip(), "", ""}};
+    const auto started = client.Post("/api/rollout", parts);
+    ASSERT_TRUE(started);
+    ASSERT_EQ(started->status, 202) << started->body;
+    const std::string counted = "osc_camera_firmware_updates_total{camera=\"" + ip() + ":" +
+                                std::to_string(camera_.port()) + "\",result=\"ok\"} 1";
+    EXPECT_TRUE(eventually(
+        [&] {
+            const auto metrics = client.Get("/metrics");
+            return metrics && metrics->body.find(counted) != std::string::npos;
+        },
+        60s));
+    const auto queued = audited("queued");
+    ASSERT_EQ(queued.size(), 1u);
+    EXPECT_EQ(queued[0]["operation"], "Update1220Firmware");
+    EXPECT_EQ(queued[0]["camera"], ip());
+}
+
 // A camera cannot make the console hold more than 16 MiB for one picture.
 TEST(ConsoleScreenshotTest, APictureOver16MiBIsRefused) {
     constexpr std::size_t kLimit = 16 * 1024 * 1024;
