@@ -1,5 +1,5 @@
-// Who asks the console for something: the role its token gives it, and the
-// address it came from (for the audit log).
+// Who asks the console to act on a camera: every action carries it, so that
+// the rules (and the audit) know the role and where the request came from.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@ namespace osconsole {
 enum class Role { Operator, Viewer };
 
 struct Actor {
-    Role role;
-    std::string remote;
+    Role role = Role::Operator;
+    std::string remote;  // the peer's address as the server saw it
 };
 
 }  // namespace osconsole

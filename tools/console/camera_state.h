@@ -145,6 +145,7 @@ struct CameraState {
     FollowUps follow_ups;
 
     std::shared_ptr<const std::string> screenshot;
+    std::shared_ptr<const std::string> thumbnail;  // the same picture, small; may be absent
     std::uint64_t screenshot_version = 0;
 };
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <regex>
 #include <stdexcept>
 #include <thread>
@@ -10,7 +11,9 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/console/camera_actions.h"
+#include "tools/console/console_http.h"
 #include "tools/console/event_stream.h"
+#include "tools/console/fleet_routes.h"
 #include "tools/console/fleet_view.h"
 #include "tools/console/metrics.h"
 #include "tools/console/page_assets.h"
@@ -43,37 +46,38 @@ const httplib::Headers kSecurityHeaders = {
      "frame-ancestors 'none'"},
 };
 
-void send_json(httplib::Response& res, int status, const json& body) {
-    res.status = status;
-    res.set_header("Cache-Control", "no-store");
-    res.set_content(dump(body), "application/json");
-}
-
-void send_error(httplib::Response& res, int status, const std::string& message) {
-    send_json(res, status, {{"error", message}});
-}
-
-RequestFacts facts_of(const httplib::Request& req) {
-    return {req.method,
-            req.get_header_value("Host"),
-            req.get_header_value("Origin"),
-            req.get_header_value("Sec-Fetch-Site"),
-            req.get_header_value(AccessPolicy::kTokenHeader),
-            req.get_header_value("Authorization"),
-            req.get_header_value("Cookie"),
-            req.get_param_value("token")};
-}
-
 bool is_json(const httplib::Request& req) {
     return req.get_header_value("Content-Type").rfind("application/json", 0) == 0;
 }
 
-// The camera and action a request names, when it is an action at all.
+// A firmware upload's parts around its files.
+constexpr std::size_t kUploadOverhead = 1024 * 1024;
+
+std::string too_large(std::size_t limit) {
+    return "request bodies are limited to " + std::to_string(limit / 1024) + " KiB";
+}
+
+// Only a rollout's upload may be large; the server's own limit is set for it.
+std::optional<Denial> body_denial(const httplib::Request& req) {
+    if (req.path == kRolloutPath) return std::nullopt;
+    if (req.get_header_value("Transfer-Encoding").find("chunked") != std::string::npos)
+        return Denial{411, "send a Content-Length"};
+    if (std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10) > kMaxBody)
+        return Denial{413, too_large(kMaxBody)};
+    return std::nullopt;
+}
+
+// The camera and action a request names, when it is an action at all; the
+// fleet's routes name no one camera.
 std::optional<ActionRecord> action_of(const httplib::Request& req, std::optional<Role> role) {
     static const std::regex route(kActionRoute);
     std::smatch match;
-    if (req.method != "POST" || !std::regex_match(req.path, match, route)) return std::nullopt;
-    return ActionRecord{req.remote_addr, role, match[1], match[2], nullptr};
+    if (req.method != "POST") return std::nullopt;
+    if (std::regex_match(req.path, match, route))
+        return ActionRecord{req.remote_addr, role, match[1], match[2], nullptr};
+    if (const char* action = fleet_action_of(req.path))
+        return ActionRecord{req.remote_addr, role, "", action, nullptr};
+    return std::nullopt;
 }
 
 std::unique_ptr<httplib::Server> make_server(const std::optional<TlsFiles>& tls) {
@@ -90,10 +94,14 @@ std::unique_ptr<httplib::Server> make_server(const std::optional<TlsFiles>& tls)
 class ConsoleServer::Impl {
 public:
     Impl(FleetStore& store, const AccessPolicy& policy, AuditLog& audit,
-         const std::optional<TlsFiles>& tls)
-        : store_(store), policy_(policy), audit_(audit), owned_server_(make_server(tls)) {
+         FleetOperations* operations, const std::optional<TlsFiles>& tls)
+        : store_(store),
+          policy_(policy),
+          audit_(audit),
+          operations_(operations),
+          owned_server_(make_server(tls)) {
         server_.new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
-        server_.set_payload_max_length(kMaxBody);
+        server_.set_payload_max_length(payload_limit());
         server_.set_socket_options([](socket_t sock) {
             const int yes = 1;
             setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
@@ -104,18 +112,18 @@ public:
         server_.set_pre_routing_handler(
             [this](const httplib::Request& req, httplib::Response& res) {
                 const Admission admission = policy_.check(facts_of(req));
-                if (!admission.denial) return httplib::Server::HandlerResponse::Unhandled;
-                refuse(req, res, admission.role, *admission.denial);
+                const auto denial = admission.denial ? admission.denial : body_denial(req);
+                if (!denial) return httplib::Server::HandlerResponse::Unhandled;
+                refuse(req, res, admission.role, *denial);
                 return httplib::Server::HandlerResponse::Handled;
             });
-        // Refusals of httplib's own (no route, a body over kMaxBody) say why too.
+        // Refusals of httplib's own (no route, an upload over its limit) say why too.
         server_.set_error_handler(httplib::Server::HandlerWithResponse(
             [this](const httplib::Request& req, httplib::Response& res) {
                 if (!res.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
                 if (res.status == 413)
                     refuse(req, res, policy_.check(facts_of(req)).role,
-                           {413, "request bodies are limited to " +
-                                     std::to_string(kMaxBody / 1024) + " KiB"});
+                           {413, too_large(payload_limit())});
                 else
                     send_error(res, res.status,
                                res.status == 404 ? "no such route"
@@ -129,6 +137,11 @@ public:
         install_page();
         install_api();
         install_monitoring();
+        if (operations_) install_fleet_routes(server_, store_, policy_, *operations_);
+    }
+
+    std::size_t payload_limit() const {
+        return operations_ ? operations_->max_upload_bytes() + kUploadOverhead : kMaxBody;
     }
 
     // An action refused before it reaches the action pipeline is audited here.
@@ -139,17 +152,13 @@ public:
         send_error(res, denial.status, denial.message);
     }
 
-    Actor actor_of(const httplib::Request& req) const {
-        return {policy_.check(facts_of(req)).role.value_or(Role::Viewer), req.remote_addr};
-    }
-
     void install_page() {
         server_.Get("/", [this](const httplib::Request& req, httplib::Response& res) {
             // The token from the printed address becomes a cookie, and the
             // address bar loses it.
             if (policy_.needs_token() && req.has_param("token")) {
                 res.set_header("Set-Cookie", std::string(AccessPolicy::kTokenCookie) + "=" +
-                                                 policy_.token(actor_of(req).role) +
+                                                 policy_.token(actor_of(policy_, req).role) +
                                                  "; Path=/; HttpOnly; SameSite=Strict" +
                                                  (policy_.tls() ? "; Secure" : ""));
                 res.set_redirect("/", 303);
@@ -171,7 +180,7 @@ public:
 
     void install_api() {
         server_.Get("/api/cameras", [this](const httplib::Request&, httplib::Response& res) {
-            send_json(res, 200, cards_json(store_.changes_since(0).cameras));
+            send_json(res, 200, details_json(store_.changes_since(0).cameras, Moment::now().wall));
         });
         // The settings the detail view offers, from the one settings table.
         server_.Get("/api/settings", [](const httplib::Request&, httplib::Response& res) {
@@ -194,9 +203,10 @@ public:
                     });
         server_.Post(kActionRoute, [this](const httplib::Request& req, httplib::Response& res) {
             if (!req.body.empty() && !is_json(req))
-                return refuse(req, res, actor_of(req).role, {415, "actions take a JSON body"});
-            const ActionOutcome outcome =
-                run_action(store_, audit_, req.matches[1], req.matches[2], req.body, actor_of(req));
+                return refuse(req, res, actor_of(policy_, req).role,
+                              {415, "actions take a JSON body"});
+            const ActionOutcome outcome = run_action(store_, audit_, req.matches[1], req.matches[2],
+                                                     req.body, actor_of(policy_, req));
             if (outcome.status >= 400) return send_error(res, outcome.status, outcome.message);
             send_json(res, outcome.status, {{"queued", outcome.message}});
         });
@@ -207,7 +217,7 @@ public:
     void install_monitoring() {
         // What the page may offer: a viewer's page disables its controls.
         server_.Get("/api/session", [this](const httplib::Request& req, httplib::Response& res) {
-            send_json(res, 200, {{"role", role_name(actor_of(req).role)}});
+            send_json(res, 200, {{"role", role_name(actor_of(policy_, req).role)}});
         });
         server_.Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {
             const auto started = Clock::now();
@@ -225,7 +235,7 @@ public:
             --streams_;
             return send_error(res, 503, "too many open event streams");
         }
-        auto stream = std::make_shared<EventStream>(store_);
+        auto stream = std::make_shared<EventStream>(store_, operations_);
         res.set_header("Cache-Control", "no-store");
         res.set_chunked_content_provider(
             "text/event-stream",
@@ -243,6 +253,7 @@ public:
     FleetStore& store_;
     const AccessPolicy& policy_;
     AuditLog& audit_;
+    FleetOperations* operations_;
     std::unique_ptr<httplib::Server> owned_server_;  // an SSLServer with TLS
     httplib::Server& server_ = *owned_server_;
     std::atomic<int> streams_{0};
@@ -250,8 +261,8 @@ public:
 };
 
 ConsoleServer::ConsoleServer(FleetStore& store, const AccessPolicy& policy, AuditLog& audit,
-                             const std::optional<TlsFiles>& tls)
-    : impl_(std::make_unique<Impl>(store, policy, audit, tls)) {}
+                             FleetOperations* operations, const std::optional<TlsFiles>& tls)
+    : impl_(std::make_unique<Impl>(store, policy, audit, operations, tls)) {}
 
 ConsoleServer::~ConsoleServer() {
     stop();

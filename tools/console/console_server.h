@@ -9,6 +9,7 @@
 
 #include "tools/console/access_policy.h"
 #include "tools/console/audit_log.h"
+#include "tools/console/fleet_operations.h"
 #include "tools/console/fleet_store.h"
 
 namespace osconsole {
@@ -21,8 +22,10 @@ struct TlsFiles {
 
 class ConsoleServer {
 public:
-    // Throws std::runtime_error when the certificate or key cannot be used.
+    // Without `operations` there are no bulk actions and no rollout. Throws
+    // std::runtime_error when the certificate or key cannot be used.
     ConsoleServer(FleetStore& store, const AccessPolicy& policy, AuditLog& audit,
+                  FleetOperations* operations = nullptr,
                   const std::optional<TlsFiles>& tls = std::nullopt);
     ~ConsoleServer();
     ConsoleServer(const ConsoleServer&) = delete;

@@ -6,34 +6,34 @@
 
 namespace osconsole {
 
-namespace {
-
-std::string frame(const char* event, const std::string& data) {
+std::string sse_frame(const char* event, const std::string& data) {
     return std::string("event: ") + event + "\ndata: " + data + "\n\n";
 }
-
-}  // namespace
 
 std::string EventStream::frames() {
     const Changes changes = store_.changes_since(seen_);
     seen_ = changes.seq;
+    const WallMs now = Moment::now().wall;
     std::string out;
-    for (const CameraCopy& camera : changes.cameras) {
-        out += frame("card", dump(card_json(camera)));
-        if (camera.params_changed && camera.state.params)
-            // The handler's document is JSON already.
-            out += frame("params", "{\"ip\":" + dump(camera.state.address.ip) +
-                                       ",\"doc\":" + camera.state.params->text + "}");
+    for (const CameraCopy& camera : changes.cameras)
+        out += sse_frame("row", dump(row_json(camera, now)));
+    if (!changes.cameras.empty() || !started_) {
+        std::string fleet = dump(summary_json(summarize(store_.overview(now))));
+        if (fleet != fleet_sent_) out += sse_frame("fleet", fleet);
+        fleet_sent_ = std::move(fleet);
     }
-    if (!changes.fleet_log.empty()) out += frame("log", dump(nlohmann::json(changes.fleet_log)));
+    if (!changes.fleet_log.empty())
+        out += sse_frame("log", dump(nlohmann::json(changes.fleet_log)));
+    if (operations_) out += operations_->frames(operations_seen_);
     return out;
 }
 
 std::optional<std::string> EventStream::next() {
     if (!started_) {
-        started_ = true;
         // How long the browser waits before it reconnects after a drop.
-        return "retry: 2000\n\n" + frames();
+        std::string first = "retry: 2000\n\n" + frames();
+        started_ = true;
+        return first;
     }
     if (!store_.wait_for_change(seen_, kKeepAlive)) return std::nullopt;
     // A burst of callbacks goes out as one batch.

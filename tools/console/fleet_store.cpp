@@ -107,7 +107,9 @@ std::vector<PollView> FleetStore::poll_views() {
     views.reserve(cameras_.size());
     for (auto& entry : cameras_) {
         CameraState& c = entry->state;
-        views.push_back({c.address, c.answers, c.follow_ups, fetching(c, now),
+        const bool quiet = c.link == Link::Online && c.params && !fetching(c, now) &&
+                           fleet_state(c) == FleetState::Answering;
+        views.push_back({c.address, c.answers, c.follow_ups, fetching(c, now), quiet,
                          c.poll_started.has_value(), c.link == Link::NotAnswering});
         c.follow_ups = {};
     }
@@ -118,13 +120,37 @@ Changes FleetStore::changes_since(std::uint64_t seen) const {
     std::lock_guard<std::mutex> lock(mutex_);
     Changes changes;
     for (const auto& entry : cameras_)
-        if (entry->seq > seen)
-            changes.cameras.push_back(
-                {entry->state, entry->seq, entry->changed_at, entry->params_seq > seen});
+        if (entry->seq > seen) changes.cameras.push_back(copy_of(*entry, seen));
     for (const auto& [seq, line] : fleet_log_)
         if (seq > seen) changes.fleet_log.push_back(line);
     changes.seq = seq_;
     return changes;
+}
+
+CameraCopy FleetStore::copy_of(const Entry& entry, std::uint64_t seen) {
+    return {entry.state, entry.seq, entry.params_seq, entry.changed_at, entry.params_seq > seen};
+}
+
+std::optional<CameraCopy> FleetStore::camera(const std::string& ip) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const Entry* entry = find(ip);
+    if (!entry) return std::nullopt;
+    return copy_of(*entry, 0);
+}
+
+std::vector<CameraOverview> FleetStore::overview(WallMs now) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<CameraOverview> cameras;
+    cameras.reserve(cameras_.size());
+    for (const auto& entry : cameras_)
+        cameras.push_back({entry->state.address.ip, camera_status(entry->state, now)});
+    return cameras;
+}
+
+std::shared_ptr<const std::string> FleetStore::thumbnail(const std::string& ip) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const Entry* entry = find(ip);
+    return entry ? entry->state.thumbnail : nullptr;
 }
 
 std::shared_ptr<const ParamsDocument> FleetStore::params(const std::string& ip) const {
@@ -143,6 +169,12 @@ bool FleetStore::wait_for_change(std::uint64_t seen, std::chrono::milliseconds t
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait_for(lock, timeout, [&] { return closed_ || seq_ > seen; });
     return !closed_;
+}
+
+void FleetStore::touch() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    ++seq_;
+    changed_.notify_all();
 }
 
 void FleetStore::close() {

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/console/fleet_overview.h"
 #include "tools/console/reducers.h"
 
 namespace osconsole {
@@ -23,6 +24,9 @@ struct PollView {
     std::uint64_t answers = 0;
     FollowUps follow_ups;
     bool fetching = false;
+    // Answering, with its document, and neither updating nor rebooting: a
+    // picture may be taken now without getting in the way.
+    bool quiet = false;
     // A health query is out: neither answered nor failed.
     bool poll_open = false;
     bool silent = false;  // the camera has stopped answering
@@ -39,7 +43,8 @@ struct ActionView {
 // A camera as it was at one change.
 struct CameraCopy {
     CameraState state;
-    std::uint64_t seq = 0;  // the change that made it so
+    std::uint64_t seq = 0;         // the change that made it so
+    std::uint64_t params_seq = 0;  // the change that brought its parameter document
     WallMs changed_at = 0;
     bool params_changed = false;  // since the cursor the copy was made for
 };
@@ -75,11 +80,18 @@ public:
     std::vector<PollView> poll_views();
 
     Changes changes_since(std::uint64_t seen) const;
+    std::optional<CameraCopy> camera(const std::string& ip) const;
+    // Every camera's status, without copying its state.
+    std::vector<CameraOverview> overview(WallMs now) const;
+    std::shared_ptr<const std::string> thumbnail(const std::string& ip) const;
     std::shared_ptr<const ParamsDocument> params(const std::string& ip) const;
     std::shared_ptr<const std::string> screenshot(const std::string& ip) const;
     // Until something changes after `seen`, the timeout passes or the store
     // closes; false once closed.
     bool wait_for_change(std::uint64_t seen, std::chrono::milliseconds timeout) const;
+    // Something the event streams show beside the cameras changed (a bulk
+    // run, a rollout): wakes them.
+    void touch();
     void close();
 
 private:
@@ -89,6 +101,7 @@ private:
         std::uint64_t params_seq = 0;
         WallMs changed_at = 0;
     };
+    static CameraCopy copy_of(const Entry& entry, std::uint64_t seen);
     Entry* find(const std::string& ip);
     const Entry* find(const std::string& ip) const;
     void apply_locked(Entry& entry, const Input& input, const Moment& now);

@@ -62,44 +62,138 @@ json results_json(const std::deque<ResultEntry>& results) {
     return list;
 }
 
+const char* step_text(StepState state) {
+    static const char* const kTexts[] = {"pending", "waiting", "done", "failed"};
+    return kTexts[static_cast<int>(state)];
+}
+
+const char* rollout_step_text(RolloutStep step) {
+    static const char* const kTexts[] = {"waiting", "running", "done", "failed", "not started"};
+    return kTexts[static_cast<int>(step)];
+}
+
+// The newest failure the camera reported, whatever became of it since.
+json last_failure_json(const std::deque<ResultEntry>& results) {
+    for (auto r = results.rbegin(); r != results.rend(); ++r)
+        if (!r->ok)
+            return {{"command", r->command.empty() ? r->request : r->command},
+                    {"message", r->message},
+                    {"at", r->at}};
+    return nullptr;
+}
+
 }  // namespace
 
-json card_json(const CameraCopy& copy) {
+json row_json(const CameraCopy& copy, WallMs now) {
     const CameraState& c = copy.state;
-    json reboot = json::array();
-    for (const RebootStep& step : c.reboot.steps)
-        reboot.push_back({{"state", phase_text(step.phase)}, {"at", step.at}});
-    json log = json::array();
-    for (const LogEntry& entry : c.log) log.push_back({{"line", entry.line}, {"at", entry.at}});
+    const CameraStatus status = camera_status(c, now);
     json mode = c.health ? json(c.health->mode) : json();
     json versions = nullptr;
     if (c.params) {
         versions = {{"ast1220", c.params->ast1220_version}, {"ast1230", c.params->ast1230_version}};
         if (mode.is_null() && c.params->mode) mode = *c.params->mode;
     }
+    json reboot = nullptr;
+    if (!c.reboot.steps.empty())
+        reboot = {{"state", phase_text(c.reboot.phase)}, {"at", c.reboot.steps.back().at}};
     return {{"ip", c.address.ip},
             {"port", c.address.port},
             {"seq", copy.seq},
             {"changed_at", copy.changed_at},
             {"name", c.params ? c.params->name : ""},
+            {"model", c.params ? c.params->parsed.value("model", "") : ""},
+            {"state", state_text(status.state)},
+            {"concern", concern_text(status.concern)},
+            {"attention", status.reason},
             {"link", link_text(c.link)},
             {"link_reason", c.link_reason},
-            {"link_since", c.link_since},
             {"health", health_json(c.health)},
             {"mode", mode},
             {"versions", versions},
-            {"has_params", c.params != nullptr},
+            {"params", copy.params_seq},
             {"reboot", reboot},
             {"update", update_json(c.update)},
+            {"last_failure", last_failure_json(c.results)},
             {"screenshot", c.screenshot_version},
-            {"results", results_json(c.results)},
-            {"log", log}};
+            {"thumbnail", c.thumbnail != nullptr}};
 }
 
-json cards_json(const std::vector<CameraCopy>& cameras) {
+json detail_json(const CameraCopy& copy, WallMs now) {
+    const CameraState& c = copy.state;
+    json detail = row_json(copy, now);
+    json reboot = json::array();
+    for (const RebootStep& step : c.reboot.steps)
+        reboot.push_back({{"state", phase_text(step.phase)}, {"at", step.at}});
+    json log = json::array();
+    for (const LogEntry& entry : c.log) log.push_back({{"line", entry.line}, {"at", entry.at}});
+    detail["reboot_steps"] = std::move(reboot);
+    detail["results"] = results_json(c.results);
+    detail["log"] = std::move(log);
+    detail["has_params"] = c.params != nullptr;
+    return detail;
+}
+
+json details_json(const std::vector<CameraCopy>& cameras, WallMs now) {
     json list = json::array();
-    for (const CameraCopy& camera : cameras) list.push_back(card_json(camera));
+    for (const CameraCopy& camera : cameras) list.push_back(detail_json(camera, now));
     return list;
+}
+
+json summary_json(const FleetSummary& summary) {
+    json counts = json::object();
+    for (std::size_t i = 0; i < kFleetStates; ++i)
+        counts[state_text(static_cast<FleetState>(i))] = summary.counts[i];
+    return {{"counts", counts}, {"attention", summary.attention}, {"order", summary.order}};
+}
+
+json run_json(const BulkRun& run) {
+    const RunCounts counts = count(run);
+    json cameras = json::array();
+    for (const RunCamera& camera : run.cameras) {
+        const StepState state = outcome_of(camera);
+        std::string message;
+        int done = 0;
+        for (const RunStep& step : camera.steps) {
+            done += step.state == StepState::Done;
+            const bool telling = step.state == StepState::Failed ||
+                                 (step.state == StepState::Waiting && state != StepState::Failed);
+            if (telling && message.empty())
+                message =
+                    (camera.steps.size() > 1 ? step.request.action + ": " : "") + step.message;
+        }
+        cameras.push_back({{"ip", camera.ip},
+                           {"state", step_text(state)},
+                           {"message", message},
+                           {"done", done},
+                           {"steps", camera.steps.size()}});
+    }
+    return {
+        {"id", run.id},
+        {"title", run.title},
+        {"started", run.started},
+        {"counts", {{"pending", counts.pending}, {"done", counts.done}, {"failed", counts.failed}}},
+        {"cameras", cameras}};
+}
+
+json rollout_json(const RolloutView& r) {
+    json counts = json::object();
+    json cameras = json::array();
+    for (const char* step : {"waiting", "running", "done", "failed", "not started"})
+        counts[step] = 0;
+    for (const RolloutCamera& camera : r.cameras) {
+        const char* step = rollout_step_text(camera.step);
+        counts[step] = counts[step].get<int>() + 1;
+        cameras.push_back({{"ip", camera.ip}, {"step", step}, {"message", camera.message}});
+    }
+    return {{"active", r.active},
+            {"parallel", r.limits.parallel},
+            {"stop_after", r.limits.stop_after},
+            {"stop_reason", r.stop_reason},
+            {"files", r.files},
+            {"started", r.started},
+            {"ended", r.ended},
+            {"counts", counts},
+            {"cameras", cameras}};
 }
 
 json settings_json() {

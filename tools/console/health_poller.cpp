@@ -19,8 +19,9 @@ constexpr auto kSilentPollGiveUp = std::chrono::seconds(10);
 
 }  // namespace
 
-HealthPoller::HealthPoller(FleetStore& store, std::chrono::milliseconds period)
-    : store_(store), period_(period), thread_([this] { run(); }) {}
+HealthPoller::HealthPoller(FleetStore& store, std::chrono::milliseconds period,
+                           std::chrono::milliseconds picture_period)
+    : store_(store), period_(period), picture_period_(picture_period), thread_([this] { run(); }) {}
 
 HealthPoller::~HealthPoller() {
     stop();
@@ -64,8 +65,10 @@ void HealthPoller::visit(const PollView& camera, std::size_t index, std::size_t 
     if (follow.report && !follow.roi && !fetch && !camera.fetching) GetCameraParams(ip);
     if (first_sight) {
         pace.next_poll = now + period_ * index / count;
+        pace.next_picture = now + picture_period_ * (index + 1) / count;
         return;
     }
+    take_picture(camera, pace, now);
     if (now < pace.next_poll) return;
     // A failed poll has ended too: the next one tells when the camera is back.
     const bool ended = !pace.polled || camera.answers != pace.answers_at_poll || !camera.poll_open;
@@ -77,6 +80,13 @@ void HealthPoller::visit(const PollView& camera, std::size_t index, std::size_t 
     pace.last_poll = now;
     pace.answers_at_poll = camera.answers;
     pace.next_poll = now + period_;
+}
+
+void HealthPoller::take_picture(const PollView& camera, Pace& pace, Clock::time_point now) {
+    if (picture_period_.count() == 0 || !camera.quiet || now < pace.next_picture) return;
+    pace.next_picture = now + picture_period_;
+    store_.apply(camera.address.ip, ActionQueued{"TakeScreenShot"});
+    TakeScreenShot(camera.address.ip.c_str(), camera.address.port);
 }
 
 }  // namespace osconsole

@@ -21,6 +21,7 @@
 #include "tools/console/access_policy.h"
 #include "tools/console/audit_log.h"
 #include "tools/console/console_server.h"
+#include "tools/console/fleet_operations.h"
 #include "tools/console/fleet_store.h"
 #include "tools/console/health_poller.h"
 #include "tools/console/screenshot_fetcher.h"
@@ -41,16 +42,21 @@ constexpr const char* kSafetyNote = R"(Safety:
   cookie), or send the header X-Console-Token or Authorization: Bearer.
   Off loopback, serve HTTPS with --tls-cert and --tls-key, or the tokens travel
   in clear text. Requests from pages of other origins may never act on a
-  camera, wherever the console listens. Every action request, accepted or
-  refused, and each queued action's result go to the audit log (--audit-log;
-  standard error by default off loopback).)";
+  camera, wherever the console listens. Firmware paths named in a request are
+  taken only from a peer on this machine (127.0.0.0/8); the page uploads the
+  files of a rollout instead. Every action request, accepted or refused, and
+  each queued action's result go to the audit log (--audit-log; standard
+  error by default off loopback).)";
 
 struct Options {
     std::string listen = "127.0.0.1:8088";
     std::vector<std::string> cameras;
     bool discover = false;
     std::string lib_dir;
-    int poll_ms = 2000;
+    int poll_ms = 5000;
+    int picture_minutes = 5;
+    int max_upload_mb = 512;
+    RolloutLimits rollout;
     bool verbose = false;
     std::string operator_token_file;
     std::string viewer_token_file;
@@ -141,10 +147,14 @@ int run(const Options& options, const char* argv0) {
     std::optional<TlsFiles> tls;
     if (policy.tls()) tls = TlsFiles{options.tls_cert, options.tls_key};
     ScreenshotFetcher fetcher(store);
-    // Destroyed before the store, the audit log and the fetcher: no callback runs after it.
+    FleetOperations operations(store, *audit, options.rollout,
+                               static_cast<std::uint64_t>(options.max_upload_mb) * 1024 * 1024);
+    // Destroyed before the store, the audit log, the fetcher and the
+    // operations: no callback runs after it.
     oschost::Session session(lib_dir, options.verbose);
     session.subscribe([&store](const oschost::Event& event) { store.on_event(event); });
     session.subscribe([&audit](const oschost::Event& event) { audit->on_event(event); });
+    session.subscribe([&operations](const oschost::Event& event) { operations.on_event(event); });
     session.subscribe([&store, &fetcher](const oschost::Event& event) {
         if (const auto* shot = std::get_if<oschost::CommandResult>(&event);
             shot && shot->ok && shot->command == "TakeScreenShot")
@@ -157,8 +167,9 @@ int run(const Options& options, const char* argv0) {
             std::fprintf(stderr, "osc-console: %s left out (listed twice, or more than %d)\n",
                          camera.ip.c_str(), osc_texts::kMaxCameras);
     if (options.discover) ScanSupportDevices();
-    HealthPoller poller(store, std::chrono::milliseconds(options.poll_ms));
-    ConsoleServer server(store, policy, *audit, tls);
+    HealthPoller poller(store, std::chrono::milliseconds(options.poll_ms),
+                        std::chrono::minutes(options.picture_minutes));
+    ConsoleServer server(store, policy, *audit, &operations, tls);
     const int port = server.start(listen.host, listen.port);
     if (port < 0) {
         std::fprintf(stderr, "osc-console: cannot listen on %s\n", options.listen.c_str());
@@ -183,6 +194,8 @@ int run(const Options& options, const char* argv0) {
     server.stop();
     poller.stop();
     fetcher.stop();
+    // Calls the handler no more; the rollout's files go with `operations`.
+    operations.stop();
     return 0;
 }
 
@@ -206,6 +219,22 @@ int main(int argc, char** argv) {
     app.add_option("--lib-dir", options.lib_dir, "directory of libVesk_OSC.dylib");
     app.add_option("--poll-ms", options.poll_ms, "how often each camera is asked for its health")
         ->check(CLI::Range(500, 60000))
+        ->capture_default_str();
+    app.add_option("--picture-minutes", options.picture_minutes,
+                   "how often each camera takes a picture for its thumbnail (0: only on demand)")
+        ->check(CLI::Range(0, 1440))
+        ->capture_default_str();
+    app.add_option("--max-upload-mb", options.max_upload_mb,
+                   "the largest firmware upload a rollout takes, all files together")
+        ->check(CLI::Range(1, 16384))
+        ->capture_default_str();
+    app.add_option("--rollout-parallel", options.rollout.parallel,
+                   "cameras a rollout updates at a time (their uploads share the network)")
+        ->check(CLI::Range(1, osc_texts::kMaxCameras))
+        ->capture_default_str();
+    app.add_option("--rollout-stop-after", options.rollout.stop_after,
+                   "failed cameras after which a rollout starts no more")
+        ->check(CLI::Range(1, osc_texts::kMaxCameras))
         ->capture_default_str();
     app.add_flag("--verbose", options.verbose, "also write the handler's log to stderr");
     app.add_option("--operator-token-file", options.operator_token_file,

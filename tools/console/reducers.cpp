@@ -68,9 +68,12 @@ struct Reducer {
         else if (!r.ok)
             answered(c, now);
         c.pending.erase(r.command);
-        if (!r.ok && is_firmware_command(r.command) && c.update.stage != UpdateStage::None) {
-            c.update = {UpdateStage::Failed, c.update.percent, clipped(r.message, kMaxMessage)};
-            ++c.updates_failed;
+        if (is_firmware_failure(r)) {
+            for (const char* command : kFirmwareCommands) c.pending.erase(command);
+            if (c.update.stage != UpdateStage::None && c.update.stage != UpdateStage::Failed) {
+                c.update = {UpdateStage::Failed, c.update.percent, clipped(r.message, kMaxMessage)};
+                ++c.updates_failed;
+            }
         }
         record(c,
                {r.command, r.ok, r.message, request, r.failure ? r.failure->cause : "", now.wall});
@@ -131,6 +134,7 @@ struct Reducer {
     void operator()(const PollStarted&) { c.poll_started = now.steady; }
     void operator()(const ScreenshotStored& s) {
         c.screenshot = s.jpeg;
+        c.thumbnail = s.thumbnail;
         ++c.screenshot_version;
     }
     void operator()(const ScreenshotFailed& f) {
@@ -142,6 +146,16 @@ struct Reducer {
 
 void reduce(CameraState& camera, const Input& input, const Moment& now) {
     std::visit(Reducer{camera, now}, input);
+}
+
+bool is_firmware_failure(const oschost::CommandResult& r) {
+    if (r.ok) return false;
+    if (is_firmware_command(r.command)) return true;
+    // UpdateFirmwareAll's failures before the update runs come under no name,
+    // with the camera-side request ("UpdateFWAll", "Update1230_7261"...).
+    const std::string request = r.command.empty() && r.failure ? r.failure->request : "";
+    return request == "UpdateFWAll" || request.rfind("Update1220", 0) == 0 ||
+           request.rfind("Update1230", 0) == 0;
 }
 
 bool is_firmware_command(const std::string& command) {

@@ -20,6 +20,7 @@ struct FetchStarted {};
 struct PollStarted {};
 struct ScreenshotStored {
     std::shared_ptr<const std::string> jpeg;
+    std::shared_ptr<const std::string> thumbnail;
 };
 struct ScreenshotFailed {
     std::string message;
@@ -34,5 +35,7 @@ using Input =
 void reduce(CameraState& camera, const Input& input, const Moment& now);
 
 bool is_firmware_command(const std::string& command);
+// A firmware update failed, whether reported under its operation or not.
+bool is_firmware_failure(const oschost::CommandResult& result);
 
 }  // namespace osconsole

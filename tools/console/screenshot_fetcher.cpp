@@ -4,6 +4,8 @@
 
 #include <httplib.h>
 
+#include "tools/console/thumbnail.h"
+
 namespace osconsole {
 
 namespace {
@@ -84,7 +86,8 @@ void ScreenshotFetcher::fetch(const std::string& ip, const std::string& address)
         store_.apply(ip, ScreenshotFailed{"cannot download " + address});
         return;
     }
-    store_.apply(ip, ScreenshotStored{std::make_shared<const std::string>(std::move(body))});
+    auto picture = std::make_shared<const std::string>(std::move(body));
+    store_.apply(ip, ScreenshotStored{picture, make_thumbnail(*picture)});
 }
 
 }  // namespace osconsole

@@ -31,10 +31,10 @@ using namespace std::chrono_literals;
 using osctest::eventually;
 
 struct Call {
-    std::string path;  // after /api/cameras/
+    std::string path;  // after /api/
     std::string body;
     int status;
-    const char* reason;  // part of the answer's "error"
+    std::string reason;  // part of the answer
     bool cross_origin = false;
 };
 
@@ -80,7 +80,7 @@ protected:
     httplib::Result post(const Call& call) {
         httplib::Client client("127.0.0.1", port_);
         const httplib::Headers origin{{"Origin", "http://127.0.0.9:9"}};
-        return client.Post(("/api/cameras/" + call.path).c_str(),
+        return client.Post(("/api/" + call.path).c_str(),
                            call.cross_origin ? origin : httplib::Headers{}, call.body,
                            "application/json");
     }
@@ -110,23 +110,29 @@ protected:
     FleetStore store_;
     AccessPolicy policy_{"127.0.0.1"};
     AuditLog audit_{audit_path_};
-    ConsoleServer server_{store_, policy_, audit_};
+    FleetOperations operations_{store_, audit_, {}, 1 << 20};
+    ConsoleServer server_{store_, policy_, audit_, &operations_};
     std::unique_ptr<oschost::Session> session_;
     std::unique_ptr<HealthPoller> poller_;
     int port_ = 0;
 };
 
 TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
-    const std::string cam = ip() + "/actions/";
+    const std::string cam = "cameras/" + ip() + "/actions/";
+    const std::string bulk = R"({"action":"brightness","value":101,"cameras":[")";
     const Call calls[] = {
-        {"127.0.0.77/actions/brightness", R"({"value":10})", 404, "no camera 127.0.0.77"},
+        {"cameras/127.0.0.77/actions/brightness", R"({"value":10})", 404, "no camera 127.0.0.77"},
         {cam + "teleport", "{}", 404, "no action teleport"},
         {cam + "brightness", R"({"value": )", 400, "not valid JSON"},
         {cam + "brightness", "[50]", 400, "must be a JSON object"},
         {cam + "contrast", "{}", 400, "needs an integer"},
         {cam + "contrast", R"({"value":"60"})", 400, "needs an integer"},
-        {cam + "brightness", R"({"value":101})", 400, "outside the camera's range 0..100"},
-        {cam + "mode", R"({"value":4})", 400, "outside the camera's range 0..3"},
+        {cam + "brightness", R"({"value":101})", 400, "outside the range 0..100 of camera " + ip()},
+        {cam + "mode", R"({"value":4})", 400, "outside the range 0..3"},
+        {"bulk", bulk + ip() + R"("]})", 202, "101 is outside the range 0..100 of camera " + ip()},
+        {"bulk", bulk + R"(127.0.0.77"]})", 202, "no camera 127.0.0.77"},
+        {"bulk", R"({"action":"reboot","cameras":[]})", 400, "select at least one camera"},
+        {cam + "roi", R"({"layout":{"srcWidth":3840}})", 400, "in mode 1; an ROI layout needs"},
         {cam + "firmware", R"({"ast1220":"/nonexistent/update.img"})", 400, "is not a file"},
         {cam + "firmware", R"({"ast1230":["/etc/hostname","/etc/hostname"]})", 400, "three paths"},
         {cam + "brightness", R"({"value":10})", 403, "cross-origin", true},
@@ -141,7 +147,8 @@ TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
     // Without its document a camera's ranges are unknown: refused until it comes.
     int status = 0;
     EXPECT_TRUE(eventually([&] {
-        const auto answer = post({kSilent + "/actions/brightness", R"({"value":10})", 0, ""});
+        const auto answer =
+            post({"cameras/" + kSilent + "/actions/brightness", R"({"value":10})", 0, ""});
         status = answer ? answer->status : 0;
         return answer && answer->body.find("is not known yet") != std::string::npos;
     }));
@@ -164,7 +171,7 @@ TEST_F(ConsoleApiTest, RefusedRequestsSayWhyAndReachNoCamera) {
 TEST_F(ConsoleApiTest, EachRouteAnswersEachRoleAsItMay) {
     const std::string op(20, 'o'), viewer(20, 'v');
     const AccessPolicy policy({"127.0.0.1", false, op, viewer});
-    ConsoleServer server(store_, policy, audit_);
+    ConsoleServer server(store_, policy, audit_, &operations_);
     const int port = server.start("127.0.0.1", 0);
     ASSERT_GT(port, 0);
     const httplib::Headers none, wrong{{"X-Console-Token", std::string(20, 'x')}},
@@ -191,6 +198,8 @@ TEST_F(ConsoleApiTest, EachRouteAnswersEachRoleAsItMay) {
         {"GET", "/api/settings", bearer, 200, "brightness"},
         {"GET", "/api/cameras/" + ip() + "/params", cookie, 200, "ast1220_ver"},
         {"GET", "/api/events", as_viewer, 200},
+        {"GET", "/api/cameras/" + ip(), as_viewer, 200, "camera-1"},
+        {"GET", "/api/rollout", bearer, 200, R"("parallel":)"},
         {"GET", "/api/session", as_viewer, 200, R"({"role":"viewer"})"},
         {"GET", "/api/session", as_operator, 200, R"({"role":"operator"})"},
         {"GET", "/metrics", bearer, 200, "osc_camera_up{camera="},
@@ -203,6 +212,8 @@ TEST_F(ConsoleApiTest, EachRouteAnswersEachRoleAsItMay) {
         {"POST", act, cookie, 403, look},
         {"POST", act, foreign, 403, "cross-origin"},
         {"POST", act, as_operator, 413, "limited to 64 KiB", std::string(70 * 1024, ' ')},
+        {"POST", "/api/bulk", as_viewer, 403, look,
+         R"({"action":"reboot","cameras":["127.0.0.1"]})"},
         {"POST", "/api/nowhere", as_viewer, 403, look},
         {"POST", "/api/nowhere", as_operator, 404, "no such route"},
     };
@@ -249,14 +260,38 @@ TEST_F(ConsoleApiTest, EachRouteAnswersEachRoleAsItMay) {
     EXPECT_EQ(queued[0]["remote"], "127.0.0.1");
     EXPECT_EQ(done[0]["operation"], "SetBrightness");
     EXPECT_EQ(done[0]["id"], queued[0]["id"]);
-    // Every refused action request: 2 without a token, 3 as a viewer, from another
-    // origin, too large.
+    // Every refused action request: 2 without a token, 4 as a viewer (one a bulk
+    // run), from another origin, too large.
     const auto refused = audited("refused");
-    EXPECT_EQ(refused.size(), 7u);
+    EXPECT_EQ(refused.size(), 8u);
     EXPECT_EQ(std::count_if(refused.begin(), refused.end(),
                             [](const auto& line) { return line["role"] == "viewer"; }),
-              3);
+              4);
     server.stop();
+}
+
+// A rollout reaches the camera through the one action pipeline: its update is
+// audited and counted in the metrics as any other.
+TEST_F(ConsoleApiTest, ARolloutIsAuditedAndCountedAsAnyUpdate) {
+    httplib::Client client("127.0.0.1", port_);
+    const httplib::MultipartFormDataItems parts = {
+        {"ast1220", std::string(4096, 'f'), "update.img", "application/octet-stream"},
+        {"cameras", ip(), "", ""}};
+    const auto started = client.Post("/api/rollout", parts);
+    ASSERT_TRUE(started);
+    ASSERT_EQ(started->status, 202) << started->body;
+    const std::string counted = "osc_camera_firmware_updates_total{camera=\"" + ip() + ":" +
+                                std::to_string(camera_.port()) + "\",result=\"ok\"} 1";
+    EXPECT_TRUE(eventually(
+        [&] {
+            const auto metrics = client.Get("/metrics");
+            return metrics && metrics->body.find(counted) != std::string::npos;
+        },
+        60s));
+    const auto queued = audited("queued");
+    ASSERT_EQ(queued.size(), 1u);
+    EXPECT_EQ(queued[0]["operation"], "Update1220Firmware");
+    EXPECT_EQ(queued[0]["camera"], ip());
 }
 
 // A camera cannot make the console hold more than 16 MiB for one picture.

@@ -67,7 +67,7 @@ def main():
                                         headers={"Content-Type": "application/json"})
         urllib.request.urlopen(reboot, timeout=5).close()
         wait_until("the reboot was never accepted", lambda: any(
-            step["state"] == "restarting" for step in cards(console)[0]["reboot"]))
+            step["state"] == "restarting" for step in cards(console)[0]["reboot_steps"]))
         stopped = time.monotonic()
         discovering.terminate()
         discovering.wait(timeout=30)

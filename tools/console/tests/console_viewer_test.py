@@ -15,14 +15,14 @@ import argparse
 import shutil
 import tempfile
 
-from console_browser_test import CHROMIUM_FLAGS, Page, camera_options, chromedriver
-from processes import start
-from selenium import webdriver
-from selenium.webdriver.chrome.service import Service
+from console_browser_test import Page, camera_options
+from processes import chromium, start, stop_all
 from selenium.webdriver.common.by import By
 
-# Everything on the page that acts on a camera: action buttons and their inputs.
-CONTROLS = "[data-action], #detail input, #detail select, #detail textarea"
+# Everything on the page that acts on a camera: the detail view's buttons and
+# inputs, the selection's and the bulk actions' controls, the rollout's files.
+CONTROLS = ("[data-acts], [data-action], #detail input, #detail select, .toolbar input, "
+            ".toolbar select, #rollout-panel input, #rollout-panel button:not(.close)")
 
 POST_FROM_PAGE = """
 const done = arguments[arguments.length - 1];
@@ -47,19 +47,17 @@ def main():
         processes.append(sim)
         console, viewer = start([args.console, "--listen", "0.0.0.0:0", "--cameras",
                                  camera.group(1)],
-                                r"viewer token \w+ .*open (http://127\.0\.0\.1:\d+/\?token=\w+)")
+                                r"viewer token (\w+) .*open (http://(127\.0\.0\.1:\d+)/\?token=\w+)")
         processes.append(console)
         before = camera_options(camera.group(1), "_brightness")["_brightness"]
 
-        options = webdriver.ChromeOptions()
-        options.binary_location = shutil.which("chromium") or "/usr/bin/chromium"
-        for flag in CHROMIUM_FLAGS + [f"--user-data-dir={scratch}/profile"]:
-            options.add_argument(flag)
-        driver = webdriver.Chrome(service=Service(chromedriver()), options=options)
-        page = Page(driver)
-        driver.get(viewer.group(1))
-        page.wait("the camera's card online",
-                  lambda: page.card_field("127.0.0.1", "link").text == "online")
+        driver = chromium(f"{scratch}/profile", 1600, 1000)
+        page = Page(driver, viewer.group(3), viewer.group(1))
+        driver.get(viewer.group(2))
+        page.wait("the camera answering",
+                  lambda: page.field("127.0.0.1", "state").text == "answering")
+        page.camera("127.0.0.1").click()
+        assert page.find("#selection-count").text == "0 selected", "a viewer selected a camera"
         page.open_detail("127.0.0.1")
         print("ok: the viewer sees the camera")
 
@@ -77,9 +75,7 @@ def main():
     finally:
         if driver:
             driver.quit()
-        for process in processes:
-            process.kill()
-            process.wait()
+        stop_all(processes)
         shutil.rmtree(scratch, ignore_errors=True)
 
 

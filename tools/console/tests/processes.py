@@ -1,6 +1,8 @@
-"""Starting the console and the simulator from a test, reading what they print, waiting for them."""
+"""Starting the console, the simulator and Chromium from a test, reading what
+the programs print, waiting for them, and ending them."""
 
 import re
+import signal
 import subprocess
 import sys
 import threading
@@ -30,6 +32,40 @@ def start(command, pattern, timeout=15, env=None):
     sys.exit(f"{command[0]} did not start:\n{''.join(lines)}")
 
 
+def stop_all(processes):
+    """Ends every process, also one stopped with SIGSTOP."""
+    for process in processes:
+        process.send_signal(signal.SIGCONT)
+        process.kill()
+        process.wait()
+
+
+CHROMIUM_FLAGS = [
+    "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+    "--disable-background-networking", "--disable-component-update", "--disable-sync",
+]
+
+
+def chromium(profile, width, height):
+    """Debian's headless Chromium through its chromedriver (without it, Selenium
+    would try to download one), with a fresh profile and a window of this size."""
+    import shutil
+
+    from selenium import webdriver
+    from selenium.webdriver.chrome.service import Service
+
+    driver_path = shutil.which("chromedriver") or sys.exit(
+        "no chromedriver: install chromium-driver")
+    options = webdriver.ChromeOptions()
+    options.binary_location = shutil.which("chromium") or "/usr/bin/chromium"
+    for flag in CHROMIUM_FLAGS + [f"--window-size={width},{height}",
+                                  f"--user-data-dir={profile}"]:
+        options.add_argument(flag)
+    driver = webdriver.Chrome(service=Service(driver_path), options=options)
+    # The page itself gets the whole size, whatever the window keeps for itself.
+    driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+        "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+    return driver
 def wait_until(what, condition, seconds=20):
     """The first true value of condition(), tried every 0.1 s (a program it
     cannot reach yet, OSError, counts as false); ends the run with `what`
