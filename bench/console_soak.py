@@ -51,23 +51,23 @@ def request(host, path, body=None, method=None):
 
 
 def status_values(pid):
-    """VmRSS (KiB) and Threads of a process."""
+    """VmRSS, RssAnon (RSS without the libraries' file-backed pages; KiB) and Threads."""
     values = {}
     with open(f"/proc/{pid}/status") as status:
         for line in status:
             key, _, rest = line.partition(":")
-            if key in ("VmRSS", "Threads"):
+            if key in ("VmRSS", "RssAnon", "Threads"):
                 values[key] = int(rest.split()[0])
-    return values["VmRSS"], values["Threads"]
+    return values["VmRSS"], values["RssAnon"], values["Threads"]
 
 
-def slope_per_hour(samples):
-    """Least-squares slope of RSS over the samples after the first quarter."""
+def slope_per_hour(samples, field="rss_kib"):
+    """Least-squares slope of a field over the samples after the first quarter."""
     later = [s for s in samples if s["seconds"] >= samples[-1]["seconds"] / 4]
     if len(later) < 2:
         return 0.0, len(later)
     xs = [s["seconds"] / 3600 for s in later]
-    ys = [s["rss_kib"] for s in later]
+    ys = [s[field] for s in later]
     mx, my = sum(xs) / len(xs), sum(ys) / len(ys)
     spread = sum((x - mx) ** 2 for x in xs)
     slope = sum((x - mx) * (y - my) for x, y in zip(xs, ys)) / spread if spread else 0.0
@@ -157,25 +157,29 @@ def main():
                 if actions % 50 == 0:
                     request(console, "/api/cameras")
             time.sleep(5)  # the last answers arrive; health polls go on
-            rss, threads = status_values(console_process.pid)
+            rss, anon, threads = status_values(console_process.pid)
             samples.append({"seconds": time.monotonic() - started, "actions": actions,
-                            "rss_kib": rss, "threads": threads, "events": reader.events})
-            print(f"sample {samples[-1]['seconds']:.0f} s: {actions} actions, RSS {rss} KiB, "
-                  f"{threads} threads, {reader.events} events read", flush=True)
+                            "rss_kib": rss, "anon_kib": anon, "threads": threads,
+                            "events": reader.events})
+            print(f"sample {samples[-1]['seconds']:.0f} s: {actions} actions, RSS {rss} KiB "
+                  f"(anonymous {anon}), {threads} threads, {reader.events} events read",
+                  flush=True)
         stream_open = reader.is_alive()
     finally:
         for process in reversed(processes):
             process.kill()
             process.wait()
 
-    print("\n| minute | console actions | events read | RSS (KiB) | threads |")
-    print("|---|---|---|---|---|")
+    print("\n| minute | console actions | events read | RSS (KiB) | anonymous RSS (KiB) | threads |")
+    print("|---|---|---|---|---|---|")
     for s in samples:
         print(f"| {s['seconds'] / 60:.1f} | {s['actions']} | {s['events']} | {s['rss_kib']} "
-              f"| {s['threads']} |")
+              f"| {s['anon_kib']} | {s['threads']} |")
     slope, count = slope_per_hour(samples)
+    anon_slope, _ = slope_per_hour(samples, "anon_kib")
     print(f"\nanswers of the console: {dict(sorted(statuses.items()))}")
-    print(f"slope over the last three quarters ({count} samples): RSS {slope:+.0f} KiB/h")
+    print(f"slope over the last three quarters ({count} samples): RSS {slope:+.0f} KiB/h, "
+          f"anonymous RSS {anon_slope:+.0f} KiB/h")
     if not stream_open:
         sys.exit("the event stream ended before the run did")
     sys.exit(0 if slope <= args.max_slope else 1)

@@ -143,7 +143,7 @@ int main(int argc, char** argv) {
         wait_for_quiet(3s);
         const ProcessUsage usage;
         samples.push_back({bench::seconds_between(started, bench::Clock::now()), operations,
-                           usage.rss_kib, usage.heap_kib, usage.threads});
+                           usage.rss_kib, usage.anon_kib, usage.heap_kib, usage.threads});
         bench::print_sample(report, samples.back());
     }
     const bench::SoakSlopes slopes = bench::slopes_after_warm_up(samples);

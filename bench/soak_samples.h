@@ -13,12 +13,14 @@ struct SoakSample {
     double seconds = 0;  // since the start of the run
     long operations = 0;
     long rss_kib = 0;
+    long anon_kib = 0;  // RSS without file-backed pages (the libraries' code)
     long heap_kib = 0;  // in use by the program, allocator caches left out
     long threads = 0;
 };
 
 struct SoakSlopes {
     double rss_kib_per_hour = 0;
+    double anon_kib_per_hour = 0;
     double heap_kib_per_hour = 0;
     int samples = 0;  // after warm-up
 };
@@ -39,6 +41,7 @@ inline SoakSlopes slopes_after_warm_up(const std::vector<SoakSample>& samples) {
     if (samples.empty()) return {};
     const double from = samples.back().seconds / 4;
     SoakSlopes slopes{slope_per_hour(samples, &SoakSample::rss_kib, from),
+                      slope_per_hour(samples, &SoakSample::anon_kib, from),
                       slope_per_hour(samples, &SoakSample::heap_kib, from), 0};
     for (const SoakSample& s : samples) slopes.samples += s.seconds >= from ? 1 : 0;
     return slopes;
@@ -46,22 +49,26 @@ inline SoakSlopes slopes_after_warm_up(const std::vector<SoakSample>& samples) {
 
 inline void print_sample(FILE* out, const SoakSample& s) {
     std::fprintf(out,
-                 "sample %.0f s: %ld operations, RSS %ld KiB, heap in use %ld KiB, %ld threads\n",
-                 s.seconds, s.operations, s.rss_kib, s.heap_kib, s.threads);
+                 "sample %.0f s: %ld operations, RSS %ld KiB (anonymous %ld), heap in use %ld "
+                 "KiB, %ld threads\n",
+                 s.seconds, s.operations, s.rss_kib, s.anon_kib, s.heap_kib, s.threads);
     std::fflush(out);
 }
 
 inline void print_samples_table(FILE* out, const std::vector<SoakSample>& samples,
                                 const SoakSlopes& slopes) {
-    std::fprintf(out, "\n| minute | host operations | RSS (KiB) | heap in use (KiB) | threads |\n");
-    std::fprintf(out, "|---|---|---|---|---|\n");
-    for (const SoakSample& s : samples)
-        std::fprintf(out, "| %.1f | %ld | %ld | %ld | %ld |\n", s.seconds / 60, s.operations,
-                     s.rss_kib, s.heap_kib, s.threads);
     std::fprintf(out,
-                 "\nslope over the last three quarters (%d samples): RSS %+.0f KiB/h, heap in use "
-                 "%+.0f KiB/h\n",
-                 slopes.samples, slopes.rss_kib_per_hour, slopes.heap_kib_per_hour);
+                 "\n| minute | host operations | RSS (KiB) | anonymous RSS (KiB) | heap in use "
+                 "(KiB) | threads |\n");
+    std::fprintf(out, "|---|---|---|---|---|---|\n");
+    for (const SoakSample& s : samples)
+        std::fprintf(out, "| %.1f | %ld | %ld | %ld | %ld | %ld |\n", s.seconds / 60, s.operations,
+                     s.rss_kib, s.anon_kib, s.heap_kib, s.threads);
+    std::fprintf(out,
+                 "\nslope over the last three quarters (%d samples): RSS %+.0f KiB/h, anonymous "
+                 "RSS %+.0f KiB/h, heap in use %+.0f KiB/h\n",
+                 slopes.samples, slopes.rss_kib_per_hour, slopes.anon_kib_per_hour,
+                 slopes.heap_kib_per_hour);
 }
 
 }  // namespace bench

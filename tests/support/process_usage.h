@@ -41,6 +41,8 @@ inline long heap_in_use_kib() {
 struct ProcessUsage {
     long threads = proc_status_value("Threads");
     long rss_kib = proc_status_value("VmRSS");
+    // RSS less the shared libraries' pages, which fault in as code first runs.
+    long anon_kib = proc_status_value("RssAnon");
     long heap_kib = heap_in_use_kib();
 };
 
