@@ -24,6 +24,7 @@
 #include "tools/console/fleet_operations.h"
 #include "tools/console/fleet_store.h"
 #include "tools/console/health_poller.h"
+#include "tools/console/memory_upkeep.h"
 #include "tools/console/screenshot_fetcher.h"
 #include "tools/console/token_file.h"
 #include "tools/oscctl/client_location.h"
@@ -187,9 +188,7 @@ int run(const Options& options, const char* argv0) {
               << (made_up ? "?token=" + policy.token(Role::Operator) : "") << std::endl;
     print_tokens(options, address, policy);
 
-    const sigset_t quit = quit_signals();
-    int signal_number = 0;
-    sigwait(&quit, &signal_number);
+    wait_releasing_memory(quit_signals());
 
     server.stop();
     poller.stop();
@@ -205,6 +204,7 @@ int main(int argc, char** argv) {
     // Before any thread starts, so that every thread leaves the signals to sigwait.
     const sigset_t quit = quit_signals();
     pthread_sigmask(SIG_BLOCK, &quit, nullptr);
+    tune_allocator();
 
     CLI::App app{"osc-console: see and steer a fleet of cameras in a browser"};
     app.footer(kSafetyNote);
