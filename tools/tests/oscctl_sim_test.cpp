@@ -154,27 +154,38 @@ TEST_F(OscctlAgainstSim, ModeChangeAndRoiRoundTrip) {
         int status;
         const char* message;
     };
+    // The second region moved to the lower right quarter of both pictures.
+    const json moved = {{"srcX", 1920}, {"srcY", 960}, {"srcW", 1920},
+                        {"srcH", 960},  {"dstX", 960}, {"dstY", 540},
+                        {"dstW", 960},  {"dstH", 540}, {"projection", 1}};
     const Case table[] = {
         {"/roiNum", 1, 1, "roiNum is 1 but roiParam holds 2 regions"},
         {"/roiParam/1/srcX", 3000, 1, "roiParam[1].srcW is 1920; allowed 1..840"},
         {"/srcWidth", "wide", 1, "srcWidth must be an integer"},
-        {"/roiParam/1/srcW", 960, 0, "2 regions"},
+        {"/roiParam/1", moved, 0, "2  1920,960    1920x960    960,540     960x540     1\n"},
     };
     for (const Case& c : table) {
         json layout = original;
         layout[json::json_pointer(c.pointer)] = c.value;
         std::ofstream(edited) << layout;
-        result = run("roi", {"--set", edited});
+        result = run("roi", {"--set", edited, "--svg", svg_file});
         EXPECT_EQ(result.status, c.status) << result.err;
-        EXPECT_NE((result.out + result.err).find(c.message), std::string::npos) << result.err;
+        EXPECT_NE((result.out + result.err).find(c.message), std::string::npos) << result.out;
     }
-    EXPECT_EQ(options()["_roi"]["roiParam"][1]["srcW"], 960);
-    result = run("roi", {"--set", saved, "--svg", svg_file});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(options()["_roi"], original);
+    EXPECT_EQ(options()["_roi"]["roiParam"][1], moved);
+    // Both frames (1/6 of the source, 1/3 of the output), each region in both.
     std::stringstream svg;
     svg << std::ifstream(svg_file).rdbuf();
-    EXPECT_NE(svg.str().find("data-roi=\"2\""), std::string::npos);
+    for (const char* rect : {R"("frame" x="20.0" y="44.0" width="640.0" height="320.0")",
+                             R"("frame" x="680.0" y="44.0" width="640.0" height="360.0")",
+                             R"("1" x="20.0" y="44.0" width="320.0" height="320.0")",
+                             R"("1" x="680.0" y="44.0" width="320.0" height="360.0")",
+                             R"("2" x="340.0" y="204.0" width="320.0" height="160.0")",
+                             R"("2" x="1000.0" y="224.0" width="320.0" height="180.0")"})
+        EXPECT_NE(svg.str().find(rect), std::string::npos) << rect << svg.str();
+    result = run("roi", {"--set", saved});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(options()["_roi"], original);
 
     ASSERT_EQ(run("mode", {"0"}).status, 0);
     result = run("roi");
@@ -182,58 +193,60 @@ TEST_F(OscctlAgainstSim, ModeChangeAndRoiRoundTrip) {
     EXPECT_NE(result.err.find("mode 0"), std::string::npos) << result.err;
 }
 
-// Each command and the camera state it changes (a JSON pointer into the
-// simulator's snapshot).
-TEST_F(OscctlAgainstSim, StreamNetworkAndSystemSettings) {
+// Each one-camera command as the user reads it, and the camera state it
+// changes (a JSON pointer into the simulator's snapshot), in order.
+TEST_F(OscctlAgainstSim, EachCommandPrintsAndChangesTheCamera) {
     struct Case {
-        const char* command;
-        std::vector<std::string> rest;
-        const char* state;
-        json expected;
+        std::vector<std::string> command;
+        std::string printed;
+        const char* state = nullptr;
+        json expected = nullptr;
     };
+    const std::string picture = scratch_file("shot.jpeg"), dir = ::testing::TempDir();
+    const std::string named = "127.0.0.1_" + std::to_string(sim_->port()) + "_";
     const Case table[] = {
-        {"mode", {"1"}, "/options/_imrxMode", 1},
-        {"stream", {"start"}, "/streaming", true},
-        {"preview", {"1920x960"}, "/options/_fileFormatPreview/0/width", 1920},
-        {"auth", {"on"}, "/options/_authEnable", true},
-        {"flip", {"on"}, "/options/_cameraPlacement", 1},
-        {"gyro", {"on"}, "/options/_gyro", true},
-        {"syslog", {"127.0.0.1", "514", "on"}, "/options/_syslog/server", "127.0.0.1"},
-        {"network", {"dhcp"}, "/options/_network/mode", "dhcp"},
+        {{"mode", "1"}, camera() + ": mode 1", "/options/_imrxMode", 1},
+        {{"stream", "start"}, "stream start done", "/streaming", true},
+        {{"preview", "1920x960"},
+         "preview 1920x960 done",
+         "/options/_fileFormatPreview/0/width",
+         1920},
+        {{"auth", "on"}, "auth on done", "/options/_authEnable", true},
+        {{"flip", "on"}, "flip on done", "/options/_cameraPlacement", 1},
+        {{"gyro", "on"}, "gyro on done", "/options/_gyro", true},
+        {{"gyro", "read"}, "gyro"},
+        {{"syslog", "127.0.0.1", "514", "on"},
+         "syslog on done",
+         "/options/_syslog/server",
+         "127.0.0.1"},
+        {{"network", "dhcp"}, "network dhcp done", "/options/_network/mode", "dhcp"},
+        {{"network", "static", "127.0.0.20", "127.0.0.254", "255.255.255.0"},
+         "network static done",
+         "/options/_network/address",
+         "127.0.0.20"},
+        {{"mode", "0"}, "", "/options/_imrxMode", 0},
+        {{"preview", "1280x640"}, "mode 0; the format is sent with the next stream start"},
+        {{"set", "brightness", "61"}, "brightness = 61 done", "/options/_brightness", 61},
+        {{"save"}, "save done", "/saved_options/_brightness", 61},
+        {{"version"}, "AST1220  AST107_20240115\n"},
+        {{"health"}, "process  ok\n"},
+        {{"screenshot", "-o", picture}, camera() + "/tmp/capture"},
+        {{"screenshot", "-o", dir}, "saved as " + dir + named},
+        {{"remove"}, "remove done"},
     };
     for (const Case& c : table) {
-        SCOPED_TRACE(c.command);
-        const auto result = run(c.command, c.rest);
+        SCOPED_TRACE(c.command[0]);
+        const auto result = run(c.command[0], {c.command.begin() + 1, c.command.end()});
         ASSERT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(sim_->snapshot()[json::json_pointer(c.state)], c.expected);
+        EXPECT_NE(result.out.find(c.printed), std::string::npos) << result.out;
+        if (c.state) {
+            EXPECT_EQ(sim_->snapshot()[json::json_pointer(c.state)], c.expected);
+        }
     }
-    const auto gyro = run("gyro", {"read"});
-    EXPECT_EQ(gyro.status, 0) << gyro.err;
-    EXPECT_NE(gyro.out.find("gyro"), std::string::npos);
-}
-
-TEST_F(OscctlAgainstSim, SaveHealthVersionScreenshot) {
-    ASSERT_EQ(run("set", {"brightness", "61"}).status, 0);
-    auto result = run("save");
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(sim_->snapshot()["saved_options"]["_brightness"], 61);
-
-    result = run("version", {}, {"--json"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(json::parse(result.out).value("ast1220_ver", ""), "AST107_20240115");
-
-    const std::string picture = scratch_file("oscctl-shot.jpeg");
-    result = run("screenshot", {"-o", picture});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find(camera() + "/tmp/capture"), std::string::npos) << result.out;
     EXPECT_TRUE(std::ifstream(picture).good());
-    result = run("screenshot", {"-o", ::testing::TempDir()});  // a directory: the default name
-    ASSERT_EQ(result.status, 0) << result.err;
-    const std::string named = "127.0.0.1_" + std::to_string(sim_->port()) + "_";
-    EXPECT_NE(result.out.find("saved as " + ::testing::TempDir() + named), std::string::npos)
-        << result.out;
-    result = run("screenshot", {"-o", "-"});
-    EXPECT_EQ(result.out.rfind("\xFF\xD8", 0), 0u);  // the JPEG itself
+    EXPECT_EQ(run("screenshot", {"-o", "-"}).out.rfind("\xFF\xD8", 0), 0u);  // the JPEG itself
+    const auto result = run("version", {}, {"--json"});
+    EXPECT_EQ(json::parse(result.out).value("ast1220_ver", ""), "AST107_20240115") << result.err;
 }
 
 // Both modules: every file reaches the camera, the image's upload is
@@ -272,12 +285,28 @@ TEST_F(OscctlAgainstSim, FirmwareUpdateReportsProgressToTheEnd) {
 }
 
 TEST_F(OscctlAgainstSim, ScanFindsTheStaticListAndWatchPrintsJsonLines) {
-    auto result = run_oscctl({"--json", "scan", "--seconds", "8"},
-                             "OSC_DISCOVERY=static OSC_STATIC_CAMERAS=" + camera() + ",x:y");
+    // Every entry the list parser skips says why (spaces around one are not part of it).
+    const std::string list =
+        "' " + camera() + " ,,x:y,:80,127.0.0.4:99999,127.0.0.5:,camera.test:80'";
+    auto result = run_oscctl({"--json", "--verbose", "scan", "--seconds", "8"},
+                             "OSC_DISCOVERY=static OSC_STATIC_CAMERAS=" + list);
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(json::parse(result.out), json::array({camera()}));
-    EXPECT_NE(result.err.find("skipping 'x:y'"), std::string::npos) << result.err;
     EXPECT_LT(result.seconds, 5.0);  // ends when the listed camera has answered
+    for (const char* skipped :
+         {"'x:y' (bad port in camera address x:y)", "':80' (empty camera address)",
+          "'127.0.0.4:99999' (bad port in camera address 127.0.0.4:99999)",
+          "'127.0.0.5:' (bad port in camera address 127.0.0.5:)",
+          "'camera.test:80' (camera.test is not an IPv4 address)"})
+        EXPECT_NE(result.err.find(std::string("skipping ") + skipped), std::string::npos)
+            << skipped;
+    // The client's entry for it, as the handler logs it: serial, model, address.
+    EXPECT_NE(result.err.find("SIM0001,Q07261,127.0.0.1," + std::to_string(sim_->port())),
+              std::string::npos);
+    // A listed camera that does not answer is given its time, then left out.
+    result = run_oscctl({"--json", "scan", "--seconds", "2"},
+                        "OSC_DISCOVERY=static OSC_STATIC_CAMERAS=127.0.0.3:1," + camera());
+    EXPECT_EQ(json::parse(result.out), json::array({camera()})) << result.err;
 
     oscsim::Faults faults;
     faults.unknown = "GetEthernetSettings";
@@ -405,6 +434,8 @@ TEST(OscctlWithoutCamera, UsageErrorsNameTheWord) {
         {{"preview", "127.0.0.1", "huge"}, 1, "WIDTHxHEIGHT, not huge"},
         {{"--lib-dir", ::testing::TempDir(), "health", "127.0.0.1"}, 1, "no libVesk_OSC.dylib"},
         {{"--version"}, 0, "oscctl 0."},
+        {{"--timeout", "1", "health", "127.0.0.3"}, 2, "camera 127.0.0.3:8080 does not answer"},
+        {{"health", "127.0.0.1:0"}, 1, "bad port in camera address 127.0.0.1:0"},
     };
     for (const Case& c : table) {
         const auto result = run_oscctl(c.args);
