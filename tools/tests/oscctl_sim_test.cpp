@@ -261,10 +261,12 @@ TEST_F(OscctlAgainstSim, FirmwareUpdateReportsProgressToTheEnd) {
         return path;
     };
     const std::string image = file("update.img", 4096);
-    auto result = run("update",
-                      {"--both", "--fw1220", image, "--fw1230", file("ast_update_1230_7261.sh", 20),
-                       file("ast_update.sh", 20), file("ast1235_fw.bin", 2048)},
-                      {"--json"});
+    const std::vector<std::string> module = {"--fw1230", file("ast_update_1230_7261.sh", 20),
+                                             file("ast_update.sh", 20),
+                                             file("ast1235_fw.bin", 2048)};
+    std::vector<std::string> both = {"--both", "--fw1220", image};
+    both.insert(both.end(), module.begin(), module.end());
+    auto result = run("update", both, {"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
     std::istringstream lines(result.out);
     std::vector<bool> uploads;
@@ -278,6 +280,10 @@ TEST_F(OscctlAgainstSim, FirmwareUpdateReportsProgressToTheEnd) {
     EXPECT_EQ(percent, 100);
     EXPECT_EQ(sim_->snapshot()["uploads"]["update.img"], 4096);
     EXPECT_EQ(sim_->snapshot()["uploads"]["ast1235_fw.bin"], 2048);
+    // The AST1230 module alone, on the camera's model.
+    result = run("update", module);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find("update --fw1230 finished"), std::string::npos) << result.out;
     std::ofstream(image, std::ios::trunc).close();
     result = run("update", {"--fw1220", image});
     EXPECT_EQ(result.status, 1);
