@@ -332,7 +332,14 @@ TEST_F(OscctlAgainstSim, ScanFindsTheStaticListAndWatchPrintsJsonLines) {
 }
 
 TEST_F(OscctlAgainstSim, RebootWithoutWaitReturnsAtOnce) {
-    const auto result = run("reboot");
+    // A camera refuses to reboot during an update.
+    sim_->update_state([](oscsim::CameraState& s) { s.updating = true; });
+    auto result = run("reboot");
+    sim_->update_state([](oscsim::CameraState& s) { s.updating = false; });
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("RebootCamera failed: firmware update running"), std::string::npos)
+        << result.err;
+    result = run("reboot");
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_NE(result.out.find("reboot requested"), std::string::npos) << result.out;
     EXPECT_LT(result.seconds, 5.0);
