@@ -250,6 +250,8 @@ TEST_F(OscctlAgainstSim, EachCommandPrintsAndChangesTheCamera) {
     EXPECT_EQ(run("screenshot", {"-o", "-"}).out.rfind("\xFF\xD8", 0), 0u);  // the JPEG itself
     const auto result = run("version", {}, {"--json"});
     EXPECT_EQ(json::parse(result.out).value("ast1220_ver", ""), "AST107_20240115") << result.err;
+    EXPECT_EQ(json::parse(run("save", {}, {"--json"}).out),
+              (json{{"camera", camera()}, {"command", "save"}, {"ok", true}}));
 }
 
 // Both modules: every file reaches the camera, the image's upload is
@@ -332,6 +334,19 @@ TEST_F(OscctlAgainstSim, ScanFindsTheStaticListAndWatchPrintsJsonLines) {
         if (event.value("ok", true) == false) failed.insert(event.value("request", ""));
     }
     EXPECT_EQ(failed, std::set<std::string>{"GetEthernetSettings"}) << result.out;
+    // An answer the handler cannot use, named by its request.
+    faults = {};
+    faults.wrong_type = true;
+    sim_->set_faults(faults);
+    result = run_oscctl({"watch", camera(), "--duration", "2"}, "OSC_DISCOVERY=static");
+    sim_->set_faults({});
+    bool unusable = false;
+    for (std::istringstream more(result.out); std::getline(more, line);) {
+        const json event = json::parse(line);
+        unusable |= event["event"] == "unhandled" && !event.value("request", "").empty() &&
+                    !event.value("message", "").empty();
+    }
+    EXPECT_TRUE(unusable) << result.out;
 }
 
 TEST_F(OscctlAgainstSim, RebootWithoutWaitReturnsAtOnce) {
@@ -452,6 +467,7 @@ TEST(OscctlWithoutCamera, UsageErrorsNameTheWord) {
         {{"--version"}, 0, "oscctl 0."},
         {{"--timeout", "1", "health", "127.0.0.3"}, 2, "camera 127.0.0.3:8080 does not answer"},
         {{"health", "127.0.0.1:0"}, 1, "bad port in camera address 127.0.0.1:0"},
+        {{"health", ","}, 1, "no camera given"},
     };
     for (const Case& c : table) {
         const auto result = run_oscctl(c.args);
