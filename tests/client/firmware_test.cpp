@@ -13,11 +13,6 @@ namespace {
 
 using nlohmann::json;
 
-std::string confirmation(const std::string& file) {
-    return R"({"name": "camera.uploadfile","func": "UploadFile","results": {"options": {"uploadfile": )" +
-           file + R"(}},"state": "done"})";
-}
-
 class FirmwareTest : public ClientTest {
 public:
     void SetUp() override {
@@ -54,7 +49,9 @@ TEST_F(FirmwareTest, Update1220UploadsTheImageAndRelaysEveryLine) {
     client->Update1220(ip(), file("my-firmware.bin", 100000).c_str(), port());
     const auto answers = until_finished();
     ASSERT_EQ(answers.size(), 8u);
-    EXPECT_EQ(answers[0].text, confirmation("update.img"));
+    EXPECT_EQ(answers[0].text,
+              R"({"name": "camera.uploadfile","func": "UploadFile","results": {"options": )"
+              R"({"uploadfile": update.img}},"state": "done"})");
     EXPECT_EQ(answers[1].text, "[Fw Update Msg] Updating AST1220 firmware");
     for (std::size_t i = 2; i < 7; ++i) {
         ASSERT_EQ(answers[i].text.rfind("[FW updating] ", 0), 0u) << answers[i].text;

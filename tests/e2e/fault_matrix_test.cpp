@@ -5,7 +5,6 @@
 // logs say so).
 
 #include <cstdlib>
-#include <ostream>
 #include <thread>
 
 #include "e2e_fixture.h"
@@ -66,10 +65,6 @@ struct FaultCase {
     bool queue_dropped;      // the camera counts as unreachable
     const char* cause;       // in the handler's "OscApi Error: " log line
 };
-
-void PrintTo(const FaultCase& c, std::ostream* os) {
-    *os << c.name;
-}
 
 // The host's client library always offers these; only some cameras ask.
 constexpr const char* kUser = "admin";
