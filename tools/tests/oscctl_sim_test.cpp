@@ -232,7 +232,7 @@ TEST_F(OscctlAgainstSim, EachCommandPrintsAndChangesTheCamera) {
         {{"set", "brightness", "61"}, "brightness = 61 done", "/options/_brightness", 61},
         {{"save"}, "save done", "/saved_options/_brightness", 61},
         {{"version"}, "AST1220  AST107_20240115\n"},
-        {{"health"}, "process  ok\n"},
+        {{"health"}, "camera   " + camera() + "\nprocess  ok\n"},
         {{"screenshot", "-o", picture}, camera() + "/tmp/capture"},
         {{"screenshot", "-o", dir}, "saved as " + dir + named},
         {{"remove"}, "remove done"},
