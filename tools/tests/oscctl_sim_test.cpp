@@ -312,7 +312,7 @@ TEST_F(OscctlAgainstSim, ScanFindsTheStaticListAndWatchPrintsJsonLines) {
         EXPECT_NE(result.err.find(std::string("skipping ") + skipped), std::string::npos)
             << skipped;
     // The client's entry for it, as the handler logs it: serial, model, address.
-    EXPECT_NE(result.err.find("SIM0001,Q07261,127.0.0.1," + std::to_string(sim_->port())),
+    EXPECT_NE(result.err.find("[handler] SIM0001,Q07261,127.0.0.1," + std::to_string(sim_->port())),
               std::string::npos);
     // A listed camera that does not answer is given its time, then left out.
     result = run_oscctl({"--json", "scan", "--seconds", "2"},
