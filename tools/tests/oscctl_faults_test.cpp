@@ -1,8 +1,6 @@
 // oscctl when things go wrong or span cameras: discovery and watch, a reboot,
 // each fault of the camera, a fleet, usage errors.
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "oscctl_sim_fixture.h"

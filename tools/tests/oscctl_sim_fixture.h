@@ -1,21 +1,31 @@
-// oscctl against one simulated camera on loopback, shared by the oscctl
-// program tests: the camera, the runs and scratch files of this process.
+// oscctl run as a program against one simulated camera on loopback, shared
+// by the oscctl program tests: the runs, the camera, scratch files.
 #pragma once
 
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "oscctl_runner.h"
 #include "sim/camera_sim.h"
 
 using nlohmann::json;
+
+struct OscctlRun {
+    int status = -1;
+    std::string out, err;
+    double seconds = 0;
+};
+
+// Runs the oscctl program; arguments pass through the shell, free of quotes.
+OscctlRun run_oscctl(const std::vector<std::string>& args, const std::string& environment = "");
 
 class OscctlAgainstSim : public ::testing::Test {
 protected:

@@ -1,8 +1,6 @@
 // oscctl against a simulated camera on loopback: exit status, output and the
 // camera's state afterwards, per group of subcommands.
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "host/settings_table.h"
 #include "oscctl_sim_fixture.h"
