@@ -52,7 +52,8 @@ TEST_F(Discovery, DnsSdFindsAnAdvertisedCamera) {
     }
     auto& camera = start_camera(1);
     oscsim::DnsSdAdvert advert;
-    const std::string instance = "e2e-camera-" + std::to_string(camera.port());
+    // A comma in the name must not shift the entry's fields.
+    const std::string instance = "e2e, camera " + std::to_string(camera.port());
     if (!advert.start(instance, camera.port(), "Q07261")) {
         GTEST_SKIP() << "the Avahi daemon does not answer over D-Bus; "
                         "scripts/test starts one restricted to lo";
@@ -64,7 +65,8 @@ TEST_F(Discovery, DnsSdFindsAnAdvertisedCamera) {
     const std::string entry = "127.0.0.1:" + std::to_string(camera.port()) + ";";
     EXPECT_TRUE(wait_for([&] { return listed(entry); })) << "no device list with " << entry;
     bool logged = false;
-    for (const auto& line : events().logs()) logged |= line.rfind(instance + ",Q07261,", 0) == 0;
+    const std::string name = "e2e  camera " + std::to_string(camera.port());
+    for (const auto& line : events().logs()) logged |= line.rfind(name + ",Q07261,", 0) == 0;
     EXPECT_TRUE(logged) << "the discovery entry did not carry the instance name and model";
 }
 

@@ -14,10 +14,6 @@ struct BadInput {
     const char* line_prefix = "log response from 10.0.0.5 not handled: ";
 };
 
-void PrintTo(const BadInput& c, std::ostream* os) {
-    *os << c.name;
-}
-
 auto answer(std::string text, int status = 0) {
     return [text, status](DoubleState& client) { client.respond(text, kIp, status); };
 }

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <functional>
 #include <mutex>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "IVeskOSCHandlerInst.h"
+#include "support/eventually.h"
 
 struct CommandResult {
     std::string ip, command;
@@ -53,22 +53,10 @@ public:
         return std::find(all.begin(), all.end(), line) != all.end();
     }
 
-    // Waits until pred() holds, checked after every event, or the timeout.
+    // Waits until pred() holds, or the timeout.
     bool wait_for(const std::function<bool()>& pred,
                   std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        std::unique_lock<std::mutex> lock(mutex());
-        for (;;) {
-            const unsigned long seen = generation_;
-            lock.unlock();
-            if (pred()) return true;
-            lock.lock();
-            // An event between pred() and here has bumped the generation.
-            if (!changed().wait_until(lock, deadline, [&] { return generation_ != seen; })) {
-                lock.unlock();
-                return pred();
-            }
-        }
+        return osctest::eventually(pred, timeout);
     }
     bool wait_for_line(const std::string& line) {
         return wait_for([&] { return has_line(line); });
@@ -85,10 +73,6 @@ private:
         static std::mutex m;
         return m;
     }
-    static std::condition_variable& changed() {
-        static std::condition_variable c;
-        return c;
-    }
     template <class T>
     T copy(T HostEvents::*member) const {
         std::lock_guard<std::mutex> lock(mutex());
@@ -104,9 +88,7 @@ private:
             if (action && line.rfind(prefix, 0) == 0) reaction = std::exchange(action, nullptr);
             if (member) (instance().*member).push_back(std::move(value));
             instance().lines_.push_back(std::move(line));
-            ++instance().generation_;
         }
-        changed().notify_all();
         if (reaction) reaction();
     }
     static std::string flag(bool b) { return b ? "true" : "false"; }
@@ -141,7 +123,6 @@ private:
         add(std::string("log ") + line, &HostEvents::logs_, std::string(line));
     }
 
-    unsigned long generation_ = 0;
     std::pair<std::string, std::function<void()>> reaction_;
     std::vector<std::string> lines_, device_lists_, logs_;
     std::vector<CommandResult> results_;

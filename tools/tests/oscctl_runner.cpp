@@ -1,13 +1,9 @@
-#include "oscctl_runner.h"
+#include "oscctl_sim_fixture.h"
 
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
-#include <sstream>
 
 namespace {
 
