@@ -1,6 +1,7 @@
 #include "tools/console/fleet_store.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "tools/console/follow_up_policy.h"
 
@@ -33,9 +34,12 @@ bool changes_row(const CameraState& c, const Input& input) {
         return false;
     if (const auto* h = std::get_if<oschost::HealthReport>(&input)) {
         const std::optional<Health>& was = c.health;
-        return !was || was->process_ok != h->process_ok || was->cpu_usage != h->cpu_usage ||
-               was->memory_usage != h->memory_usage || was->in_preview != h->in_preview ||
-               was->mode != h->mode;
+        // The page shows the percentages whole.
+        const auto whole = [](float percent) { return std::lround(percent); };
+        return !was || was->process_ok != h->process_ok ||
+               whole(was->cpu_usage) != whole(h->cpu_usage) ||
+               whole(was->memory_usage) != whole(h->memory_usage) ||
+               was->in_preview != h->in_preview || was->mode != h->mode;
     }
     if (std::holds_alternative<oschost::RequestAnswered>(input))
         return c.link != Link::Online || c.reboot.phase == RebootPhase::Restarting;
