@@ -77,7 +77,7 @@ class SlowReader(threading.Thread):
         self.sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 16 * 1024)
         self.sock.connect((host, int(port)))
         self.sock.sendall(f"GET /api/events HTTP/1.1\r\nHost: {console}\r\n\r\n".encode())
-        self.latest = {}  # ip -> seq of the last row event read
+        self.latest = {}  # ip -> document version of the last row event read
         self.stop = False
 
     def run(self):
@@ -89,7 +89,7 @@ class SlowReader(threading.Thread):
             pending += chunk
             for row in re.findall(rb"event: row\ndata: (\{.*?\})\n", pending):
                 data = json.loads(row)
-                self.latest[data["ip"]] = data["seq"]
+                self.latest[data["ip"]] = data["params"]
             pending = pending[pending.rfind(b"\n\n") + 2:] if b"\n\n" in pending else pending
             time.sleep(0.05)
 
@@ -211,11 +211,12 @@ def burst(driver, console):
     stats = driver.execute_script("return window.consoleStats")
     rows.append(("API burst: largest delay, change in the console to the page drawing it",
                  f"{stats['maxLagMs']} ms", "", ""))
-    latest = {c["ip"]: c["seq"] for c in api(console, "/api/cameras")}
-    time.sleep(0.5)  # one batch (100 ms) and its drawing; polls go on meanwhile
+    # Rows come only when what the page shows changes (log lines and polls
+    # bring none): the burst's follow-up documents are what must arrive.
+    latest = {c["ip"]: c["params"] for c in api(console, "/api/cameras")}
+    time.sleep(0.5)  # one batch (150 ms) and its drawing; polls go on meanwhile
     page = driver.execute_script(
-        "return Object.fromEntries([...document.querySelectorAll('#fleet .camera')]"
-        ".map(c => [c.dataset.ip, Number(c.dataset.seq)]))")
+        "return Object.fromEntries([...cameras].map(([ip, c]) => [ip, c.row.params]))")
     behind = [ip for ip, seq in latest.items() if page.get(ip, 0) < seq]
     rows.append(("API burst: rows on the page older than the console's state 0.5 s before",
                  str(len(behind)), "", ""))

@@ -39,6 +39,10 @@ public:
     void on_event(const oschost::Event& event);
     // Server-sent events for what changed since the cursor ("run", "rollout").
     std::string frames(OperationsCursor& cursor) const;
+    // Whether a bulk run's last camera settled after the cursor.
+    bool run_settled_since(const OperationsCursor& cursor) const {
+        return runs_.settled_since(cursor.runs);
+    }
     void stop();
 
 private:

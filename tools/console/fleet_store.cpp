@@ -1,6 +1,7 @@
 #include "tools/console/fleet_store.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "tools/console/follow_up_policy.h"
 
@@ -24,6 +25,27 @@ std::optional<Input> as_input(const oschost::Event& event) {
         event);
 }
 
+// Whether an input can change what the page shows of the camera: log lines
+// and the poller's marks cannot, nor an answer or a health report that says
+// what the camera said before (most of the fleet's traffic when it is idle).
+bool changes_row(const CameraState& c, const Input& input) {
+    if (std::holds_alternative<oschost::LogLine>(input) ||
+        std::holds_alternative<PollStarted>(input) || std::holds_alternative<FetchStarted>(input))
+        return false;
+    if (const auto* h = std::get_if<oschost::HealthReport>(&input)) {
+        const std::optional<Health>& was = c.health;
+        // The page shows the percentages whole.
+        const auto whole = [](float percent) { return std::lround(percent); };
+        return !was || was->process_ok != h->process_ok ||
+               whole(was->cpu_usage) != whole(h->cpu_usage) ||
+               whole(was->memory_usage) != whole(h->memory_usage) ||
+               was->in_preview != h->in_preview || was->mode != h->mode;
+    }
+    if (std::holds_alternative<oschost::RequestAnswered>(input))
+        return c.link != Link::Online || c.reboot.phase == RebootPhase::Restarting;
+    return true;
+}
+
 }  // namespace
 
 FleetStore::Entry* FleetStore::find(const std::string& ip) {
@@ -43,7 +65,7 @@ bool FleetStore::add_camera(const oschost::CameraAddress& address) {
     auto entry = std::make_unique<Entry>();
     entry->state.address = address;
     entry->state.link_since = Moment::now().wall;
-    entry->seq = ++seq_;
+    entry->seq = entry->shown_seq = shown_seq_ = ++seq_;
     cameras_.push_back(std::move(entry));
     changed_.notify_all();
     return true;
@@ -64,7 +86,7 @@ void FleetStore::on_event(const oschost::Event& event) {
     if (Entry* entry = find(oschost::camera_of(event))) {
         apply_locked(*entry, *input, now);
     } else if (const auto* line = std::get_if<oschost::LogLine>(&*input)) {
-        fleet_log_.emplace_back(++seq_, line->text);
+        fleet_log_.emplace_back(shown_seq_ = ++seq_, line->text);
         while (fleet_log_.size() > kFleetLog) fleet_log_.pop_front();
         changed_.notify_all();
     }
@@ -77,10 +99,13 @@ void FleetStore::apply(const std::string& ip, const Input& input) {
 }
 
 void FleetStore::apply_locked(Entry& entry, const Input& input, const Moment& now) {
+    const bool shown = changes_row(entry.state, input);
     advance(entry.state, input, now);
     entry.seq = ++seq_;
-    entry.changed_at = now.wall;
     if (std::holds_alternative<ParamsArrived>(input)) entry.params_seq = entry.seq;
+    if (!shown) return;
+    entry.shown_seq = shown_seq_ = entry.seq;
+    entry.changed_at = now.wall;
     changed_.notify_all();
 }
 
@@ -120,7 +145,7 @@ Changes FleetStore::changes_since(std::uint64_t seen) const {
     std::lock_guard<std::mutex> lock(mutex_);
     Changes changes;
     for (const auto& entry : cameras_)
-        if (entry->seq > seen) changes.cameras.push_back(copy_of(*entry, seen));
+        if (entry->shown_seq > seen) changes.cameras.push_back(copy_of(*entry, seen));
     for (const auto& [seq, line] : fleet_log_)
         if (seq > seen) changes.fleet_log.push_back(line);
     changes.seq = seq_;
@@ -167,13 +192,18 @@ std::shared_ptr<const std::string> FleetStore::screenshot(const std::string& ip)
 
 bool FleetStore::wait_for_change(std::uint64_t seen, std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, timeout, [&] { return closed_ || seq_ > seen; });
+    changed_.wait_for(lock, timeout, [&] { return closed_ || shown_seq_ > seen; });
     return !closed_;
+}
+
+std::uint64_t FleetStore::shown_seq() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return shown_seq_;
 }
 
 void FleetStore::touch() {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++seq_;
+    shown_seq_ = ++seq_;
     changed_.notify_all();
 }
 

@@ -45,11 +45,12 @@ struct CameraCopy {
     CameraState state;
     std::uint64_t seq = 0;         // the change that made it so
     std::uint64_t params_seq = 0;  // the change that brought its parameter document
-    WallMs changed_at = 0;
-    bool params_changed = false;  // since the cursor the copy was made for
+    WallMs changed_at = 0;         // of the last change the page shows
+    bool params_changed = false;   // since the cursor the copy was made for
 };
 
-// Everything changed after a cursor; `seq` is the cursor to use next.
+// Everything the page shows that changed after a cursor (log lines and the
+// poller's own marks do not count); `seq` is the cursor to use next.
 struct Changes {
     std::vector<CameraCopy> cameras;
     std::vector<std::string> fleet_log;  // log lines that name no camera of the console
@@ -86,9 +87,11 @@ public:
     std::shared_ptr<const std::string> thumbnail(const std::string& ip) const;
     std::shared_ptr<const ParamsDocument> params(const std::string& ip) const;
     std::shared_ptr<const std::string> screenshot(const std::string& ip) const;
-    // Until something changes after `seen`, the timeout passes or the store
-    // closes; false once closed.
+    // Until something the page shows changes after `seen`, the timeout passes
+    // or the store closes; false once closed.
     bool wait_for_change(std::uint64_t seen, std::chrono::milliseconds timeout) const;
+    // The last change the page shows.
+    std::uint64_t shown_seq() const;
     // Something the event streams show beside the cameras changed (a bulk
     // run, a rollout): wakes them.
     void touch();
@@ -98,6 +101,7 @@ private:
     struct Entry {
         CameraState state;
         std::uint64_t seq = 0;
+        std::uint64_t shown_seq = 0;  // the last change the page shows
         std::uint64_t params_seq = 0;
         WallMs changed_at = 0;
     };
@@ -112,6 +116,9 @@ private:
     std::vector<std::unique_ptr<Entry>> cameras_;
     std::deque<std::pair<std::uint64_t, std::string>> fleet_log_;
     std::uint64_t seq_ = 0;
+    // Event streams wait for this one: most changes are log lines and polls
+    // that leave what the page shows as it was.
+    std::uint64_t shown_seq_ = 0;
     bool closed_ = false;
 };
 

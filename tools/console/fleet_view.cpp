@@ -1,5 +1,7 @@
 #include "tools/console/fleet_view.h"
 
+#include <cmath>
+
 #include "host/settings_table.h"
 
 namespace osconsole {
@@ -82,6 +84,14 @@ json last_failure_json(const std::deque<ResultEntry>& results) {
     return nullptr;
 }
 
+// Every result the camera has had: the detail view fetches its list again
+// when this grows.
+std::uint64_t results_count(const CameraState& c) {
+    std::uint64_t total = 0;
+    for (const auto& [command, tally] : c.commands) total += tally.ok + tally.failed;
+    return total;
+}
+
 }  // namespace
 
 json row_json(const CameraCopy& copy, WallMs now) {
@@ -114,8 +124,21 @@ json row_json(const CameraCopy& copy, WallMs now) {
             {"reboot", reboot},
             {"update", update_json(c.update)},
             {"last_failure", last_failure_json(c.results)},
+            {"result_count", results_count(c)},
             {"screenshot", c.screenshot_version},
             {"thumbnail", c.thumbnail != nullptr}};
+}
+
+json shown_of_row(json row) {
+    row.erase("seq");
+    row.erase("changed_at");
+    json& health = row["health"];
+    if (health.is_object()) {
+        health.erase("at");
+        for (const char* percent : {"cpu", "memory"})
+            health[percent] = std::lround(health[percent].get<double>());
+    }
+    return row;
 }
 
 json detail_json(const CameraCopy& copy, WallMs now) {

@@ -14,6 +14,9 @@
 namespace osconsole {
 
 nlohmann::json row_json(const CameraCopy& camera, WallMs now);
+// What the page shows of a row: without the change's sequence and times, the
+// health's percentages whole, as the page writes them.
+nlohmann::json shown_of_row(nlohmann::json row);
 nlohmann::json detail_json(const CameraCopy& camera, WallMs now);
 nlohmann::json details_json(const std::vector<CameraCopy>& cameras, WallMs now);
 nlohmann::json summary_json(const FleetSummary& summary);

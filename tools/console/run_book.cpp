@@ -8,15 +8,19 @@ RunBook::Entry* RunBook::find(std::uint64_t id) {
     return nullptr;
 }
 
+void RunBook::bump(Entry& entry) {
+    entry.version = ++version_;
+    if (count(entry.run).pending == 0) settled_ = entry.version;
+}
+
 void RunBook::perform(std::vector<Attempt>& attempts) {
     for (Attempt& a : attempts) a.outcome = run_action(store_, audit_, a.ip, a.request, a.actor);
     const auto now = Clock::now();
     std::lock_guard<std::mutex> lock(mutex_);
-    ++version_;
     for (const Attempt& a : attempts) {
         if (Entry* entry = find(a.run)) {
             note_outcome(entry->run.cameras[a.camera].steps[a.step], a.outcome, now);
-            entry->version = version_;
+            bump(*entry);
         }
     }
 }
@@ -69,7 +73,7 @@ void RunBook::on_event(const oschost::Event& event) {
         for (Entry& entry : runs_) {
             const EventUse use = note_event(entry.run, ip, event);
             if (use == EventUse::None) continue;
-            entry.version = ++version_;
+            bump(entry);
             changed = true;
             if (use == EventUse::UsedUp) break;
         }
@@ -84,7 +88,7 @@ void RunBook::tick(Clock::time_point now) {
         std::lock_guard<std::mutex> lock(mutex_);
         for (Entry& entry : runs_) {
             if (expire(entry.run, now)) {
-                entry.version = ++version_;
+                bump(entry);
                 changed = true;
             }
             for (const auto& [c, s] : due_retries(entry.run, now)) {
@@ -106,6 +110,11 @@ std::vector<BulkRun> RunBook::changed_since(std::uint64_t& seen) const {
         if (entry.version > seen) runs.push_back(entry.run);
     seen = version_;
     return runs;
+}
+
+bool RunBook::settled_since(std::uint64_t seen) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return settled_ > seen;
 }
 
 }  // namespace osconsole

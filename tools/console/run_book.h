@@ -35,6 +35,8 @@ public:
 
     // The runs changed after version `seen`; `seen` becomes the version now.
     std::vector<BulkRun> changed_since(std::uint64_t& seen) const;
+    // Whether a run's last camera settled after version `seen`.
+    bool settled_since(std::uint64_t seen) const;
 
 private:
     struct Entry {
@@ -52,6 +54,8 @@ private:
         ActionOutcome outcome;
     };
     Entry* find(std::uint64_t id);
+    // Gives the run a new version; notes when nothing of it is pending any more.
+    void bump(Entry& entry);
     // Performs without the lock, then notes every outcome under it.
     void perform(std::vector<Attempt>& attempts);
 
@@ -63,6 +67,7 @@ private:
     std::deque<Entry> runs_;
     std::uint64_t next_id_ = 0;
     std::uint64_t version_ = 0;
+    std::uint64_t settled_ = 0;  // the version at which a run last settled
 };
 
 }  // namespace osconsole

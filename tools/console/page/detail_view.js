@@ -5,6 +5,9 @@
 'use strict';
 
 const MESSAGE_SHOWN = 120;  // characters of a result's message; all in its tooltip
+// Log lines alone send no row event (a health poll brings three): the open
+// detail fetches them this often.
+const DETAIL_REFRESH_MS = 5000;
 const SVG = 'http://www.w3.org/2000/svg';
 
 let detailIp = null;
@@ -276,6 +279,11 @@ async function act(action, button) {
 
 function setUpDetail() {
   $('detail-close').addEventListener('click', closeDetail);
+  setInterval(() => {
+    if (!detailIp || detailLoading) return;
+    detailSeq = -1;
+    onDetailRow(cameras.get(detailIp).row);
+  }, DETAIL_REFRESH_MS);
   document.addEventListener('keydown', (event) => {
     if (event.key === 'Escape' && detailIp) closeDetail();
   });
