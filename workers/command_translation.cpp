@@ -225,7 +225,3 @@ PauseAfter send_queued_command(std::string_view name, const SendContext& context
     found->second.send(context);
     return found->second.pause;
 }
-
-bool is_queued_command_name(std::string_view name) {
-    return translations().count(name) != 0;
-}

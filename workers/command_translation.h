@@ -20,6 +20,3 @@ struct SendContext {
 // Makes the one client call that `name` stands for. A name outside the
 // vocabulary sends nothing.
 PauseAfter send_queued_command(std::string_view name, const SendContext& context);
-
-// Whether `name` belongs to the vocabulary (57 names).
-bool is_queued_command_name(std::string_view name);
