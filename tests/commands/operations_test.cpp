@@ -170,6 +170,9 @@ const std::vector<Operation> kOperations = {
     op("SetCameraPorts", CALL(SetCameraPorts(ip, 8080, port, 4443, 5554)), {},
        {"SetCameraPorts(8081, 4443, 5554, 8080)"},
        at_port({{"https_port", 4443}, {"rtsp_port", 5554}})),
+    // A method of the handler only, with no C export.
+    op("SendCmdLine", CALL(Access::handler().SendCmdLine(ip, port, "uptime")), {},
+       {"SendCmdLine(uptime, 8081)"}, at_port({})),
     op("GetCameraSettings", CALL(GetCameraSettings(ip, port, false)), {}, kRefresh, at_port({})),
     op("GetCameraSettingsForced", CALL(GetCameraSettings(ip, port, true)), complete, kRefresh,
        at_port({{"got_param", false}})),
