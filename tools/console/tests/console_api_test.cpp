@@ -260,6 +260,7 @@ TEST_F(ConsoleApiTest, EachRouteAnswersEachRoleAsItMay) {
     EXPECT_EQ(queued[0]["remote"], "127.0.0.1");
     EXPECT_EQ(done[0]["operation"], "SetBrightness");
     EXPECT_EQ(done[0]["id"], queued[0]["id"]);
+    EXPECT_TRUE(done[0]["result"].is_string()) << done[0];
     // Every refused action request: 2 without a token, 4 as a viewer (one a bulk
     // run), from another origin, too large.
     const auto refused = audited("refused");

@@ -197,6 +197,8 @@ def check_brightness(page, address, check):
               lambda: camera_options(address, "_brightness")["_brightness"] == 73)
     page.wait("a parameter document with brightness 73",
               lambda: page.find("#current-brightness").text == "73")
+    page.wait("the result listed as ok",
+              lambda: "SetBrightness ok" in page.find("#detail-results").text)
     check.ok("brightness set in the detail view reaches the camera and its next document")
 
 

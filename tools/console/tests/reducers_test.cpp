@@ -246,6 +246,9 @@ TEST(FleetRules, EachCameraOfABulkRunIsSettledByItsOwnResult) {
     EXPECT_FALSE(expire(run, t0 + kRetryFor));
     EXPECT_TRUE(expire(run, t0 + kRetryFor + std::chrono::seconds(1)));
     EXPECT_EQ(count(run).failed, 3);
+    // A result that came before its step's outcome (on another thread) stands.
+    note_outcome(run.cameras[0].steps[0], {202, "", "SetBrightness"}, t0);
+    EXPECT_EQ(outcome_of(run.cameras[0]), StepState::Done);
 }
 
 TEST(FleetRules, ARolloutRunsAtMostNAtATimeAndStopsAfterKFailures) {
